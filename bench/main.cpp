@@ -1,1 +1,15 @@
-int main() { return 0; }
+// qorbench [FILTER]: runs the benchmark cases whose name contains FILTER.
+#include "harness.h"
+
+#include <cstdio>
+
+int main(int argc, char** argv) {
+  bench::Suite suite;
+  bench::addGeometryCases(suite);
+  int run = suite.run(argc > 1 ? argv[1] : "");
+  if (run == 0) {
+    std::fprintf(stderr, "qorbench: no case matches '%s'\n", argc > 1 ? argv[1] : "");
+    return 2;
+  }
+  return 0;
+}

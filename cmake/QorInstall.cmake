@@ -17,7 +17,8 @@ endif()
 set(QOR_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/qorcor14)
 install(EXPORT qorcor14Targets NAMESPACE qorcor14:: DESTINATION ${QOR_CMAKE_DIR})
 configure_package_config_file(cmake/qorcor14Config.cmake.in
-  ${PROJECT_BINARY_DIR}/qorcor14Config.cmake INSTALL_DESTINATION ${QOR_CMAKE_DIR})
+  ${PROJECT_BINARY_DIR}/qorcor14Config.cmake INSTALL_DESTINATION ${QOR_CMAKE_DIR}
+  PATH_VARS CMAKE_INSTALL_BINDIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/qorcor14ConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/qorcor14Config.cmake

@@ -1,1 +1,48 @@
-int main() { return 0; }
+// qortool: a console tour and calculator over qorcor14, linked to the DLL like
+// any client. With no arguments it prints a tour of the geometry types.
+#include "command.h"
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+
+namespace qortool {
+namespace {
+
+const Command kCommands[] = {
+    {"tour", "print a short tour of the geometry types (the default)", runTour},
+    {"matrix", "matrix E11 E12 ... ENN  (1, 4, 9 or 16 elements, row by row): determinant, inverse, transpose",
+     runMatrix},
+};
+
+int help() {
+  std::printf("usage: qortool [COMMAND [ARGS...]]\n\ncommands:\n");
+  for (const Command& c : kCommands) std::printf("  %-8s %s\n", c.name, c.synopsis);
+  std::printf("  %-8s %s\n", "--help", "list the commands");
+  return 0;
+}
+
+}  // namespace
+}  // namespace qortool
+
+int main(int argc, char** argv) {
+  using namespace qortool;
+  const char* name = argc > 1 ? argv[1] : "tour";
+  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)
+    return help();
+  Args args(argv + (argc > 1 ? 2 : 1), argv + argc);
+  for (const Command& c : kCommands) {
+    if (std::strcmp(c.name, name) != 0) continue;
+    try {
+      return c.run(args);
+    } catch (const UsageError& e) {
+      std::fprintf(stderr, "qortool %s: %s\n", name, e.what());
+      return 2;
+    } catch (const std::exception& e) {
+      std::fprintf(stderr, "qortool %s: %s\n", name, e.what());
+      return 1;
+    }
+  }
+  std::fprintf(stderr, "qortool: unknown command '%s' (try qortool --help)\n", name);
+  return 2;
+}

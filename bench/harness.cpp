@@ -1,0 +1,78 @@
+#include "harness.h"
+
+#include <windows.h>
+
+#include <algorithm>
+#include <cstdio>
+
+namespace bench {
+namespace {
+
+double ticksPerNs() {
+  LARGE_INTEGER f;
+  QueryPerformanceFrequency(&f);
+  return static_cast<double>(f.QuadPart) / 1e9;
+}
+
+long long now() {
+  LARGE_INTEGER t;
+  QueryPerformanceCounter(&t);
+  return t.QuadPart;
+}
+
+void printRow(const Case& c, const Timing& ours, const Timing& peer) {
+  std::printf("%-34s %-9s %10.2f %10.2f  %-22s %10.2f %10.2f  %7.2f", c.name.c_str(), c.unit.c_str(),
+              ours.medianNs, ours.minNs, c.peerName.c_str(), peer.medianNs, peer.minNs,
+              ours.medianNs / peer.medianNs);
+  if (c.bytesPerOp > 0)
+    std::printf("  %9.0f %9.0f", c.bytesPerOp / ours.medianNs * 1e3, c.bytesPerOp / peer.medianNs * 1e3);
+  std::printf("\n");
+}
+
+}  // namespace
+
+Timing measure(const Body& body) {
+  static const double perNs = ticksPerNs();
+  const double batchNs = 2e6;
+  const int batches = 25;
+
+  // Grow the batch until it lasts long enough to time.
+  std::size_t ops = 1;
+  for (;;) {
+    long long t0 = now();
+    std::size_t done = body(ops);
+    double ns = (now() - t0) / perNs;
+    if (ns >= batchNs / 4 || ops >= (std::size_t(1) << 40)) {
+      ops = std::max<std::size_t>(1, static_cast<std::size_t>(done * (batchNs / std::max(ns, 1.0))));
+      break;
+    }
+    ops *= 4;
+  }
+
+  std::vector<double> perOp;
+  for (int i = 0; i < batches; ++i) {
+    long long t0 = now();
+    std::size_t done = body(ops);
+    perOp.push_back((now() - t0) / perNs / static_cast<double>(done));
+  }
+  std::sort(perOp.begin(), perOp.end());
+  return {perOp[perOp.size() / 2], perOp.front()};
+}
+
+int Suite::run(const std::string& filter) const {
+  std::printf("%-34s %-9s %10s %10s  %-22s %10s %10s  %7s\n", "case", "per", "ns median", "ns min",
+              "peer", "ns median", "ns min", "ratio");
+  int count = 0;
+  for (const Case& c : m_cases) {
+    if (!filter.empty() && c.name.find(filter) == std::string::npos) continue;
+    Timing ours = measure(c.ours);
+    Timing peer = measure(c.peer);
+    printRow(c, ours, peer);
+    std::fflush(stdout);
+    ++count;
+  }
+  std::printf("ratio = qorcor14 median / peer median (below 1: qorcor14 is faster)\n");
+  return count;
+}
+
+}  // namespace bench

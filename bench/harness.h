@@ -1,0 +1,61 @@
+// A small benchmark harness: each case times the library and a named peer on
+// identical inputs in the same run and prints one table row with the ratio.
+//
+// Timing uses QueryPerformanceCounter. A case's operation is run in batches
+// long enough to dwarf the timer's resolution; the row shows the median and
+// the minimum nanoseconds per operation over many batches.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+// Keeps the compiler from discarding a computed value.
+template <class T>
+inline void doNotOptimize(const T& value) {
+#if defined(__GNUC__)
+  asm volatile("" : : "r,m"(value) : "memory");
+#else
+  static volatile const void* sink;
+  sink = &value;
+#endif
+}
+
+// One side of a case: runs `ops` operations per call and returns how many it
+// ran (usually `ops`), so that a side may process a fixed batch per call.
+using Body = std::function<std::size_t(std::size_t ops)>;
+
+struct Case {
+  std::string name;
+  std::string unit;  // what one operation is, e.g. "inverse", "point", "MB"
+  Body ours;
+  std::string peerName;
+  Body peer;
+  double bytesPerOp = 0;  // when set, rows also show MB/s
+};
+
+struct Timing {
+  double medianNs = 0;
+  double minNs = 0;
+};
+
+// Times `body`: batches of about 2 ms, at least 25 of them.
+Timing measure(const Body& body);
+
+class Suite {
+ public:
+  void add(Case c) { m_cases.push_back(std::move(c)); }
+  // Runs the cases whose name contains `filter` (all when empty); returns the
+  // number run.
+  int run(const std::string& filter) const;
+
+ private:
+  std::vector<Case> m_cases;
+};
+
+void addGeometryCases(Suite& suite);
+
+}  // namespace bench

@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# One entry point for building, trying and testing qorcor14 on Debian 12.
+#
+#   ./build.sh tool [ARGS...]  build the library and run qortool (no ARGS: its tour)
+#   ./build.sh test            build and run the whole test suite
+#   ./build.sh test-ubsan      the same, trapping on undefined behaviour
+#   ./build.sh bench [ARGS...] build and run the benchmarks
+#
+# Missing Debian packages are installed with apt-get first.
+set -euo pipefail
+cd "$(dirname "$0")"
+
+packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64 googletest libeigen3-dev)
+
+ensure_packages() {
+  local missing=()
+  for p in "${packages[@]}"; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")
+  done
+  [ ${#missing[@]} -eq 0 ] && return
+  local sudo=
+  [ "$(id -u)" -eq 0 ] || sudo=sudo
+  echo "Installing ${missing[*]}" >&2
+  $sudo apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq "${missing[@]}" >&2
+}
+
+# Programs run under Wine in the build tree's own prefix.
+run_exe() {
+  local preset=$1; shift
+  "$PWD/cmake/wine-run.sh" --prefix "$PWD/build/$preset/wineprefix" "$@"
+}
+
+stop_wine() {
+  for prefix in build/*/wineprefix; do
+    [ -d "$prefix" ] && WINEPREFIX="$PWD/$prefix" /usr/lib/wine/wineserver -k 2>/dev/null || true
+  done
+}
+
+# Builds quietly, showing the log only when something fails.
+build() {
+  local log=build/$1.log
+  mkdir -p build
+  { cmake --preset "$1" && cmake --build --preset "$1"; } >"$log" 2>&1 || { cat "$log" >&2; exit 1; }
+}
+
+command=${1:-}
+[ $# -gt 0 ] && shift
+case "$command" in
+  tool)
+    ensure_packages
+    build default
+    status=0; run_exe default build/default/bin/qortool.exe "$@" || status=$?
+    stop_wine; exit $status ;;
+  test|test-ubsan)
+    ensure_packages
+    preset=default; [ "$command" = test-ubsan ] && preset=ubsan
+    status=0; cmake --workflow --preset "$preset" || status=$?
+    stop_wine; exit $status ;;
+  bench)
+    ensure_packages
+    build default
+    status=0; run_exe default build/default/bin/qorbench.exe "$@" || status=$?
+    stop_wine; exit $status ;;
+  *)
+    sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
+esac

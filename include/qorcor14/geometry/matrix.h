@@ -1,0 +1,133 @@
+// qorcor14/geometry/matrix.h - square matrices of doubles (Matrix<N>,
+// N = 1..4) and the read-only row view returned by indexing one.
+//
+// The library multiplies row vectors on the left: a vector or point v maps to
+// v·M (+ t), and "first A, then B" is the product A·B. Matrices are the linear
+// part of the affine transforms and the homogeneous matrix of the perspective
+// ones. Nothing here reports numeric failure: a singular matrix inverts to
+// infinities or NaN.
+#pragma once
+
+#include <qorcor14/config.h>
+#include <qorcor14/geometry/vector.h>
+
+#include <ostream>
+
+template <int N> class Matrix;
+
+// A view of one row of a Matrix<N>, so that m[i][j] reads an element.
+//
+// Note: it holds a pointer into the matrix and is valid only while the matrix
+// lives; neither index is range-checked.
+template <int N>
+class QORCOR14_API MatrixRow {
+public:
+  // Element j of the row.
+  [[nodiscard]] double operator[](int j) const { return m_row[j]; }
+
+private:
+  friend class Matrix<N>;
+
+  explicit MatrixRow(const double* row) : m_row(row) {}
+
+  const double* m_row;
+};
+
+// An N×N matrix of doubles, stored row by row.
+//
+// Example:
+//   const double rows[2][2] = {{1, 2}, {3, 4}};
+//   Matrix<2> m(rows);
+//   m.determinant();                  // -2
+//   Vector<2>(Vector<2>(1, 0), m);    // (1,2), row 0 of m
+//   m * m.inverse();                  // the identity, up to rounding
+template <int N>
+class QORCOR14_API Matrix {
+public:
+  // The identity.
+  constexpr Matrix() : m_m{} {
+    for (int i = 0; i < N; ++i) m_m[i][i] = 1;
+  }
+  // Copies an N×N array of rows.
+  explicit Matrix(const double (*rows)[N]) {
+    for (int i = 0; i < N; ++i)
+      for (int j = 0; j < N; ++j) m_m[i][j] = rows[i][j];
+  }
+
+  // A view of row i; not range-checked.
+  [[nodiscard]] MatrixRow<N> operator[](int i) const { return MatrixRow<N>(m_m[i]); }
+
+  // Writes the N×N elements, row by row, into rows.
+  void packToPod(double (*rows)[N]) const;
+
+  // This becomes this·b. m *= m is safe: the product is built aside first.
+  Matrix& operator*=(const Matrix& b);
+  // This becomes this·b.inverse(), with the inverse's behaviour for a singular
+  // or badly scaled b.
+  Matrix& operator/=(const Matrix& b);
+
+  // The product a·b: a is applied first.
+  [[nodiscard]] friend Matrix operator*(const Matrix& a, const Matrix& b) {
+    Matrix r(a);
+    r *= b;
+    return r;
+  }
+
+  // Element (i, j) of the result is element (j, i) of this matrix.
+  [[nodiscard]] Matrix transpose() const;
+
+  // The determinant (not provided for N = 4). For N = 3 it is expanded along
+  // the first row as c1·m01 + c0·m00 + c2·m02.
+  [[nodiscard]] double determinant() const requires(N <= 3);
+
+  // The inverse: the adjugate over the determinant for N <= 3, Gaussian
+  // elimination with scaled partial pivoting for N = 4.
+  // Note: no singularity test is made: a singular matrix gives infinities or
+  // NaN. For N <= 3 each element is divided by the determinant separately
+  // rather than multiplied by its reciprocal.
+  [[nodiscard]] Matrix inverse() const;
+
+  // Writes [a,b/c,d]: rows separated by "/", elements by ",", with the
+  // stream's own number formatting.
+  friend std::wostream& operator<<(std::wostream& os, const Matrix& m) { return m.putOn(os); }
+
+private:
+  // Row i of the result is row perm[i] of rows.
+  Matrix(const double (*rows)[N], const int* perm);
+  // The product a·b of the two arrays taken as matrices.
+  Matrix(const double (*a)[N], const double (*b)[N]);
+
+  std::wostream& putOn(std::wostream& os) const;
+
+  double m_m[N][N];
+};
+
+template <int N>
+inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m) : m_c{} {
+  for (int j = 0; j < N; ++j) {
+    double s = v.m_c[0] * m[0][j];
+    for (int i = 1; i < N; ++i) s += v.m_c[i] * m[i][j];
+    m_c[j] = s;
+  }
+}
+
+template <int N>
+inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m, const Vector& t) : Vector(v, m) {
+  *this += t;
+}
+
+template <int N>
+inline Point<N>::Point(const Point& p, const Matrix<N>& m) : Point(Vector<N>(p.asVector(), m)) {}
+
+template <int N>
+inline Point<N>::Point(const Point& p, const Matrix<N>& m, const Vector<N>& t)
+    : Point(Vector<N>(p.asVector(), m, t)) {}
+
+QORCOR14_EXTERN_TEMPLATE(MatrixRow<1>)
+QORCOR14_EXTERN_TEMPLATE(MatrixRow<2>)
+QORCOR14_EXTERN_TEMPLATE(MatrixRow<3>)
+QORCOR14_EXTERN_TEMPLATE(MatrixRow<4>)
+QORCOR14_EXTERN_TEMPLATE(Matrix<1>)
+QORCOR14_EXTERN_TEMPLATE(Matrix<2>)
+QORCOR14_EXTERN_TEMPLATE(Matrix<3>)
+QORCOR14_EXTERN_TEMPLATE(Matrix<4>)

@@ -1,0 +1,33 @@
+// qortool's subcommands: each takes the arguments after its name and returns
+// the process exit code. Bad arguments throw UsageError, which main turns into
+// a one-line message and exit code 2.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace qortool {
+
+using Args = std::vector<std::string>;
+
+struct UsageError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+struct Command {
+  const char* name;
+  const char* synopsis;
+  int (*run)(const Args& args);
+};
+
+// Writes wide text to standard output as UTF-8.
+void print(const std::wstring& text);
+
+// Parses a whole argument as a double; throws UsageError naming `what`.
+double parseDouble(const std::string& text, const char* what);
+
+int runTour(const Args& args);
+int runMatrix(const Args& args);
+
+}  // namespace qortool
