@@ -10,6 +10,7 @@ set -euo pipefail
 
 prefix=${QOR_WINEPREFIX:-${HOME:-/tmp}/.qorcor14-wine}
 if [ "${1:-}" = --prefix ]; then prefix=$2; shift 2; fi
+prefix=$(realpath -m "$prefix")   # Wine wants an absolute path
 
 wine_dir=/usr/lib/wine
 export WINEPREFIX=$prefix
