@@ -57,5 +57,8 @@ class Suite {
 };
 
 void addGeometryCases(Suite& suite);
+void addCodePointCases(Suite& suite);
+void addUtf8Cases(Suite& suite);
+void addArcCases(Suite& suite);
 
 }  // namespace bench

@@ -6,6 +6,9 @@
 int main(int argc, char** argv) {
   bench::Suite suite;
   bench::addGeometryCases(suite);
+  bench::addArcCases(suite);
+  bench::addCodePointCases(suite);
+  bench::addUtf8Cases(suite);
   int run = suite.run(argc > 1 ? argv[1] : "");
   if (run == 0) {
     std::fprintf(stderr, "qorbench: no case matches '%s'\n", argc > 1 ? argv[1] : "");

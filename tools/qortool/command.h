@@ -29,5 +29,8 @@ double parseDouble(const std::string& text, const char* what);
 
 int runTour(const Args& args);
 int runMatrix(const Args& args);
+int runChar(const Args& args);
+int runNumber(const Args& args);
+int runArc(const Args& args);
 
 }  // namespace qortool

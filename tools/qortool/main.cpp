@@ -13,6 +13,9 @@ const Command kCommands[] = {
     {"tour", "print a short tour of the geometry types (the default)", runTour},
     {"matrix", "matrix E11 E12 ... ENN  (1, 4, 9 or 16 elements, row by row): determinant, inverse, transpose",
      runMatrix},
+    {"char", "char U+XXXX|CHARACTER: Unicode class, UTF-16 units, UTF-8 bytes and line-break role", runChar},
+    {"number", "number TEXT: what the strict integer and decimal parsers make of TEXT", runNumber},
+    {"arc", "arc X0 Y0 BULGE X1 Y1 [--split T]: centre, radius, length, extent... of a circular arc", runArc},
 };
 
 int help() {

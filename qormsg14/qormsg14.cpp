@@ -1,0 +1,3 @@
+#include "qormsg.h"
+
+std::wstring qorMsg(unsigned int) { return L""; }

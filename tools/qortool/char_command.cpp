@@ -1,0 +1,7 @@
+#include "command.h"
+
+namespace qortool {
+
+int runChar(const Args&) { throw UsageError("not available yet"); }
+
+}  // namespace qortool
