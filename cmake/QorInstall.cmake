@@ -4,12 +4,11 @@
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-install(TARGETS qorcor14 EXPORT qorcor14Targets
+# qormsg14, the message catalogue, is qorcor14.dll's own dependency.
+install(TARGETS qorcor14 qormsg14 EXPORT qorcor14Targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_BINDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
-# The message catalogue is loaded by qorcor14.dll, not linked by clients.
-install(TARGETS qormsg14 RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${QOR_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
 if(QOR_BUILD_TOOLS)
