@@ -14,5 +14,15 @@
 #  define QORMSG14_API
 #endif
 
-// The printf-style template of message `number`.
+// The printf-style template of message `number`, for the wide stringPrintf:
+// %s takes a wide string, %hs a narrow one. Each template takes exactly the
+// arguments its callers pass.
+//
+// Example:
+//   stringPrintf(qorMsg(249).c_str(), name.c_str(), strerror(errno));
+//   // Cannot open "C:\data.csv" for reading: No such file or directory
+//
+// Note: a number the catalogue does not know gives a text that names the
+// number and contains no conversions, so formatting it with any arguments
+// is safe.
 QORMSG14_API std::wstring qorMsg(unsigned int number);
