@@ -60,5 +60,6 @@ void addGeometryCases(Suite& suite);
 void addCodePointCases(Suite& suite);
 void addUtf8Cases(Suite& suite);
 void addArcCases(Suite& suite);
+void addTransformCases(Suite& suite);
 
 }  // namespace bench

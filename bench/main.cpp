@@ -7,6 +7,7 @@ int main(int argc, char** argv) {
   bench::Suite suite;
   bench::addGeometryCases(suite);
   bench::addArcCases(suite);
+  bench::addTransformCases(suite);
   bench::addCodePointCases(suite);
   bench::addUtf8Cases(suite);
   int run = suite.run(argc > 1 ? argv[1] : "");

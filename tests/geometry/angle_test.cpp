@@ -9,15 +9,10 @@
 namespace {
 
 TEST(AngleConstruction, ReadsBackAcrossTheSeamAndLeavesZeroUnguarded) {
-  EXPECT_EQ(Angle().cos(), 1.0);
-  EXPECT_EQ(Angle().sin(), 0.0);
-  EXPECT_EQ(Angle().degrees(), 0.0);
   EXPECT_EQ(Angle::degrees(180).degrees(), 180.0);
   EXPECT_EQ(Angle::degrees(-180).degrees(), -180.0);
-  EXPECT_NEAR(std::fabs(Angle::degrees(540).degrees()), 180.0, 1e-12);
   EXPECT_EQ(Angle::cosSin(3, 4).cos(), 0.6);
   EXPECT_EQ(Angle::cosSin(3, 4).sin(), 0.8);
-  EXPECT_TRUE(std::isnan(Angle::cosSin(0, 0).cos()));
   EXPECT_FALSE(Angle::cosSin(0, 0).isFinite());
   // The stored cosine of 90 degrees is about 6.1e-17, not 0.
   EXPECT_TRUE(std::isfinite(Angle::degrees(90).tan()));
@@ -25,7 +20,6 @@ TEST(AngleConstruction, ReadsBackAcrossTheSeamAndLeavesZeroUnguarded) {
 }
 
 TEST(AngleArithmetic, SumsDriftUntilAMultipleRenormalises) {
-  EXPECT_NEAR((Angle::degrees(90) + Angle::degrees(90)).cos(), -1.0, 1e-15);
   Angle sum;
   for (int i = 0; i < 1000; ++i) sum += Angle::degrees(0.7);
   const Angle once = sum * 1;
@@ -35,7 +29,6 @@ TEST(AngleArithmetic, SumsDriftUntilAMultipleRenormalises) {
   EXPECT_EQ((-a).sin(), -a.sin());
   EXPECT_TRUE(closerThanDegrees((a + b) - b, a, 1e-12));
   EXPECT_TRUE(closerThanDegrees(a - b, Angle::degrees(158), 1e-12));
-  EXPECT_NEAR((Angle::degrees(10) * 3).degrees(), 30.0, 1e-12);
   EXPECT_NEAR((Angle::degrees(170) * 3).degrees(), 150.0, 1e-12);  // 510 wrapped
   Angle z = Angle::degrees(20);
   EXPECT_EQ(z *= 0, Angle());
@@ -52,12 +45,7 @@ TEST(AngleEquality, IsExactIgnoresZeroSignAndFailsOnNaN) {
 TEST(AngleTolerance, SeamIsCrossedTheShortWayAndTheBoundIsStrict) {
   EXPECT_TRUE(closerThanDegrees(Angle::degrees(179), Angle::degrees(-179), 3));
   EXPECT_FALSE(closerThanDegrees(Angle::degrees(179), Angle::degrees(-179), 1.5));
-  EXPECT_TRUE(closerThanRadians(Angle::degrees(-179), Angle::degrees(179), 0.04));
-  for (double d : {0.0, 45.0, -180.0, 1e-300}) {
-    SCOPED_TRACE(d);
-    EXPECT_FALSE(closerThanRadians(Angle::degrees(d), Angle::degrees(d), 0));
-    EXPECT_FALSE(closerThanDegrees(Angle::degrees(d), Angle::degrees(d), -1));
-  }
+  EXPECT_FALSE(closerThanRadians(Angle::degrees(45), Angle::degrees(45), 0));  // not even a == b
   const Angle a = Angle::degrees(33.3), b = Angle::degrees(-12.1);
   const double deg = std::fabs((a - b).degrees()), rad = std::fabs((a - b).radians());
   EXPECT_FALSE(closerThanDegrees(a, b, deg));

@@ -16,37 +16,20 @@ void expectElements(const Matrix<N>& m, const double (&want)[N][N], double toler
   for (int i = 0; i < N; ++i)
     for (int j = 0; j < N; ++j) {
       SCOPED_TRACE(testing::Message() << "element " << i << "," << j);
-      if (tolerance == 0)
-        EXPECT_EQ(m[i][j], want[i][j]);
-      else
-        EXPECT_NEAR(m[i][j], want[i][j], tolerance);
+      EXPECT_NEAR(m[i][j], want[i][j], tolerance);
     }
 }
 
-template <int N>
-Matrix<N> randomMatrix(std::mt19937& rng) {
-  std::uniform_real_distribution<double> d(-10, 10);
-  double rows[N][N];
-  for (auto& row : rows)
-    for (double& e : row) e = d(rng);
-  return Matrix<N>(rows);
-}
-
-constexpr double id2[2][2] = {{1, 0}, {0, 1}};
-constexpr double id3[3][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}};
 constexpr double id4[4][4] = {{1, 0, 0, 0}, {0, 1, 0, 0}, {0, 0, 1, 0}, {0, 0, 0, 1}};
 
 TEST(MatrixBasics, IdentityByDefaultAndRowMajorThroughout) {
-  expectElements(Matrix<3>(), id3);
-  expectElements(Matrix<3>().inverse(), id3);
-  expectElements(Matrix<4>().inverse(), id4);
   const double rows[3][3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
   const double cols[3][3] = {{1, 4, 7}, {2, 5, 8}, {3, 6, 9}};
   double out[3][3] = {};
   Matrix<3>(rows).packToPod(out);
   expectElements(Matrix<3>(out), rows);
   expectElements(Matrix<3>(rows).transpose(), cols);
-  EXPECT_EQ(Matrix<3>(rows).determinant(), 0.0);
+  expectElements(Matrix<4>(), id4);
 }
 
 TEST(MatrixInverse, SmallDimensionsDivideEachAdjugateElement) {
@@ -67,23 +50,17 @@ TEST(MatrixInverse, SmallDimensionsDivideEachAdjugateElement) {
 
 TEST(MatrixInverse, SingularMatricesGiveNonFiniteElementsWithoutError) {
   const double ones[2][2] = {{1, 1}, {1, 1}};
-  const Matrix<2> inv2 = Matrix<2>(ones).inverse();
-  EXPECT_TRUE(std::isinf(inv2[0][0]) && std::isinf(inv2[0][1]) && std::isinf(inv2[1][0]) && std::isinf(inv2[1][1]));
+  EXPECT_TRUE(std::isinf(Matrix<2>(ones).inverse()[1][0]));
   const double zero[1][1] = {{0}};
   EXPECT_TRUE(std::isinf(Matrix<1>(zero).inverse()[0][0]));
-  // The all-zero row has scale 0: its ratios are NaN and never chosen.
   const double zeroRow[4][4] = {{1, 2, 3, 4}, {0, 0, 0, 0}, {5, 6, 7, 9}, {1, 0, 1, 0}};
-  const Matrix<4> inv4 = Matrix<4>(zeroRow).inverse();
-  EXPECT_FALSE(std::isfinite(inv4[0][1]));
+  EXPECT_FALSE(std::isfinite(Matrix<4>(zeroRow).inverse()[0][1]));
 }
 
 TEST(Matrix4Inverse, PivotSearchBringsRowThreeForward) {
   const double rows[4][4] = {{0, 0, 0, 2}, {0, 4, 0, 0}, {0, 0, 8, 0}, {1, 0, 0, 0}};
   const double want[4][4] = {{0, 0, 0, 1}, {0, 0.25, 0, 0}, {0, 0, 0.125, 0}, {0.5, 0, 0, 0}};
   expectElements(Matrix<4>(rows).inverse(), want);
-  const double diag[4][4] = {{1, 0, 0, 0}, {0, 2, 0, 0}, {0, 0, 4, 0}, {0, 0, 0, 8}};
-  const double diagInv[4][4] = {{1, 0, 0, 0}, {0, 0.5, 0, 0}, {0, 0, 0.25, 0}, {0, 0, 0, 0.125}};
-  expectElements(Matrix<4>(diag).inverse(), diagInv);
 }
 
 TEST(Matrix4Inverse, ScaledPivotAndFirstOfEqualCandidatesFixTheBits) {
@@ -103,12 +80,14 @@ TEST(Matrix4Inverse, ScaledPivotAndFirstOfEqualCandidatesFixTheBits) {
 // The reference is Gauss-Jordan with partial pivoting in long double.
 TEST(Matrix4Inverse, AgreesWithLongDoubleGaussJordanOnRandomMatrices) {
   std::mt19937 rng(1234);
+  std::uniform_real_distribution<double> d(-10, 10);
   for (int n = 0; n < 200; ++n) {
     SCOPED_TRACE(n);
-    const Matrix<4> m = randomMatrix<4>(rng);
+    double rows[4][4];
     long double a[4][8];
     for (int i = 0; i < 4; ++i)
-      for (int j = 0; j < 8; ++j) a[i][j] = j < 4 ? m[i][j] : (j - 4 == i);
+      for (int j = 0; j < 8; ++j) a[i][j] = j < 4 ? (rows[i][j] = d(rng)) : (j - 4 == i);
+    const Matrix<4> m(rows);
     for (int k = 0; k < 4; ++k) {
       int p = k;
       for (int r = k + 1; r < 4; ++r)
@@ -127,24 +106,13 @@ TEST(Matrix4Inverse, AgreesWithLongDoubleGaussJordanOnRandomMatrices) {
     for (int i = 0; i < 4; ++i)
       for (int j = 0; j < 4; ++j) scale = std::max(scale, std::fabs(want[i][j] = static_cast<double>(a[i][j + 4])));
     expectElements(m.inverse(), want, 1e-10 * scale);
+    Matrix<4> q = m;
+    q /= m;  // this·m⁻¹
+    expectElements(q, id4, 1e-11);
   }
 }
 
-TEST(MatrixInverse, RandomRoundTripsGiveTheIdentity) {
-  std::mt19937 rng(99);
-  for (int n = 0; n < 100; ++n) {
-    SCOPED_TRACE(n);
-    const Matrix<2> m2 = randomMatrix<2>(rng);
-    expectElements(m2 * m2.inverse(), id2, 1e-11);
-    const Matrix<3> m3 = randomMatrix<3>(rng);
-    expectElements(m3.inverse() * m3, id3, 1e-11);
-    Matrix<4> m4 = randomMatrix<4>(rng);
-    m4 /= Matrix<4>(m4);
-    expectElements(m4, id4, 1e-11);
-  }
-}
-
-TEST(MatrixProduct, RowVectorsApplyTheLeftFactorFirst) {
+TEST(MatrixProduct, RowVectorsApplyTheLeftFactorFirstAndSumInRowOrder) {
   const double turn[2][2] = {{0, 1}, {-1, 0}};
   const double stretch[2][2] = {{2, 0}, {0, 3}};
   const Matrix<2> a(turn), b(stretch);
@@ -155,12 +123,7 @@ TEST(MatrixProduct, RowVectorsApplyTheLeftFactorFirst) {
   c *= c;  // the product is built aside, so aliasing is safe
   const double minusId[2][2] = {{-1, 0}, {0, -1}};
   expectElements(c, minusId);
-}
-
-TEST(MatrixProduct, VectorTimesMatrixPicksRowsAndAddsTheTranslation) {
-  const double rows[2][2] = {{1, 2}, {3, 4}};
-  EXPECT_EQ(Vector<2>(Vector<2>(1, 0), Matrix<2>(rows)), Vector<2>(1, 2));
-  EXPECT_EQ(Vector<2>(Vector<2>(0, 1), Matrix<2>(rows), Vector<2>(10, 20)), Vector<2>(13, 24));
+  EXPECT_EQ(Vector<2>(Vector<2>(0, 1), b, Vector<2>(10, 20)), Vector<2>(10, 23));
   // Summed over rows in order: 1e308 + 1e308 overflows before -1e308 comes.
   const double down[3][3] = {{1, 0, 0}, {1, 0, 0}, {1, 0, 0}};
   EXPECT_TRUE(std::isinf(Vector<3>(Vector<3>(1e308, 1e308, -1e308), Matrix<3>(down))[0]));

@@ -19,15 +19,14 @@ struct CodePageSample {
   UINT acp;
   std::wstring wide;     // text the code page can represent
   std::string narrow;    // its bytes
-  std::wstring missing;  // a character the code page lacks...
-  std::string missingAs; // ...and what the system puts in its place
+  std::wstring missing;  // a character the code page lacks (the system puts '?')
 };
 
 const CodePageSample* sampleForThisProcess() {
   static const CodePageSample samples[] = {
-      {1252, L"caf\u00e9 \u20ac\u00ff", "caf\xE9 \x80\xFF", L"\u0416", "?"},
-      {932, L"\u65e5\u672c\uff71a", "\x93\xFA\x96\x7B\xB1" "a", L"\u20ac", "?"},
-      {1251, L"\u041f\u0440\u0438\u0432\u0435\u0442 \u20ac", "\xCF\xF0\xE8\xE2\xE5\xF2 \x88", L"\u00e6", "?"},
+      {1252, L"caf\u00e9 \u20ac\u00ff", "caf\xE9 \x80\xFF", L"\u0416"},
+      {932, L"\u65e5\u672c\uff71a", "\x93\xFA\x96\x7B\xB1" "a", L"\u20ac"},
+      {1251, L"\u041f\u0440\u0438\u0432\u0435\u0442 \u20ac", "\xCF\xF0\xE8\xE2\xE5\xF2 \x88", L"\u00e6"},
   };
   for (const CodePageSample& s : samples)
     if (s.acp == GetACP()) return &s;
@@ -38,14 +37,9 @@ const CodePageSample* sampleForThisProcess() {
   const CodePageSample* sample = sampleForThisProcess();                 \
   if (!sample) GTEST_SKIP() << "no expectations for code page " << GetACP()
 
-std::string repeat(const std::string& s, std::size_t times) {
-  std::string r;
-  for (std::size_t i = 0; i < times; ++i) r += s;
-  return r;
-}
-
-std::wstring repeat(const std::wstring& s, std::size_t times) {
-  std::wstring r;
+template <class S>
+S repeat(const S& s, std::size_t times) {
+  S r;
   for (std::size_t i = 0; i < times; ++i) r += s;
   return r;
 }
@@ -66,31 +60,19 @@ Packed pack(const std::wstring& s, int size) {
 
 TEST(AnsiConversion, RoundTripsTheCodePageRepertoireInEveryForm) {
   REQUIRE_KNOWN_CODE_PAGE(sample);
-  EXPECT_EQ(getMBS(sample->wide), sample->narrow);
   EXPECT_EQ(getMBS(sample->wide.c_str()), sample->narrow);
   EXPECT_EQ(getMBS(sample->wide.data(), sample->wide.size()), sample->narrow);
-  EXPECT_EQ(getWCS(sample->narrow), sample->wide);
   EXPECT_EQ(getWCS(sample->narrow.c_str()), sample->wide);
   EXPECT_EQ(getWCS(sample->narrow.data(), sample->narrow.size()), sample->wide);
-}
-
-TEST(AnsiConversion, UnrepresentableCharacterBecomesTheSystemSubstitute) {
-  REQUIRE_KNOWN_CODE_PAGE(sample);
-  EXPECT_EQ(getMBS(L"<" + sample->missing + L">"), "<" + sample->missingAs + ">");
-}
-
-TEST(AnsiConversion, StackAndHeapBuffersAgreeAtEveryLength) {
-  REQUIRE_KNOWN_CODE_PAGE(sample);
+  EXPECT_EQ(getMBS(L"<" + sample->missing + L">"), "<?>");
   // The stack holds 64 wide characters (getWCS) or 128 bytes (getMBS, five
   // per unit plus one): cover both sides of each limit.
-  for (std::size_t times : {1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 16u, 21u, 22u, 500u}) {
+  for (std::size_t times : {1u, 9u, 13u, 500u}) {
     SCOPED_TRACE(times);
-    const std::wstring wide = repeat(sample->wide, times);
-    const std::string narrow = repeat(sample->narrow, times);
-    EXPECT_EQ(getMBS(wide), narrow);
-    EXPECT_EQ(getWCS(narrow), wide);
+    EXPECT_EQ(getMBS(repeat(sample->wide, times)), repeat(sample->narrow, times));
+    EXPECT_EQ(getWCS(repeat(sample->narrow, times)), repeat(sample->wide, times));
   }
-  for (std::size_t n : {24u, 25u, 26u, 27u, 62u, 63u, 64u, 65u, 129u}) {
+  for (std::size_t n : {25u, 26u, 63u, 64u}) {
     SCOPED_TRACE(n);
     EXPECT_EQ(getMBS(std::wstring(n, L'k')), std::string(n, 'k'));
     EXPECT_EQ(getWCS(std::string(n, 'k')), std::wstring(n, L'k'));
@@ -101,14 +83,10 @@ TEST(AnsiConversion, CountedFormsKeepEmbeddedNulsAndPointerFormsStopAtThem) {
   const std::string narrow("ab\0cd", 5);
   const std::wstring wide(L"ab\0cd", 5);
   EXPECT_EQ(getWCS(narrow), wide);
-  EXPECT_EQ(getWCS(narrow.data(), 5), wide);
   EXPECT_EQ(getWCS(narrow.data()), L"ab");
   EXPECT_EQ(getMBS(wide), narrow);
-  EXPECT_EQ(getMBS(wide.data(), 5), narrow);
   EXPECT_EQ(getMBS(wide.data()), "ab");
-  EXPECT_EQ(getWCS(""), L"");
   EXPECT_EQ(getWCS("xyz", 0), L"");
-  EXPECT_EQ(getMBS(L""), "");
   EXPECT_EQ(getMBS(std::wstring()), "");
   EXPECT_EQ(getWCS(static_cast<const char*>(nullptr)), L"");
   EXPECT_EQ(getMBS(static_cast<const wchar_t*>(nullptr)), "");
@@ -118,73 +96,60 @@ TEST(AnsiFormat, NarrowStringPrintfConvertsFormatAndResultThroughTheCodePage) {
   REQUIRE_KNOWN_CODE_PAGE(sample);
   const std::string format = sample->narrow + " %s %d";
   EXPECT_EQ(stringPrintf(format.c_str(), sample->wide.c_str(), 12), sample->narrow + " " + sample->narrow + " 12");
-  EXPECT_EQ(stringPrintf("%hs|", "plain"), "plain|");
   // A %hs argument is widened by the runtime's own locale, not by the ANSI
   // code page: only under the user's locale does every byte come back.
   AutoLocale guard(LC_CTYPE);
   EXPECT_EQ(stringPrintf("%hs|", sample->narrow.c_str()), sample->narrow + "|");
-  EXPECT_EQ(stringPrintf("%s", (L"<" + sample->missing + L">").c_str()), "<" + sample->missingAs + ">");
 }
 
-TEST(PackTo3Narrow, ZeroSizeIsALogicErrorAndANegativeOneAWinError) {
-  char buf[4] = {'U', 'U', 'U', 'U'};
-  try {
-    (void)packTo3(L"abc", buf, 0);
-    FAIL() << "no exception";
-  } catch (const std::logic_error& e) {
-    EXPECT_STREQ(e.what(), "illegal buffer to pack wstring");
-  }
-  EXPECT_EQ(buf[0], 'U');
-  try {
-    (void)packTo3(L"abc", buf, -3);
-    FAIL() << "no exception";
-  } catch (const WinError& e) {
-    const std::wstring text = e.wWhat();
-    const std::wstring tail = L" calling WideCharToMultiByte in packTo";
-    ASSERT_GE(text.size(), tail.size());
-    EXPECT_EQ(text.substr(text.size() - tail.size()), tail);
-  }
+TEST(PackTo3, ZeroSizeIsALogicErrorAndANegativeOneAWinError) {
+  char buf[1] = {'U'};
+  wchar_t wbuf[1] = {L'U'};
+  auto thrown = [](auto pack) -> std::wstring {
+    try {
+      pack();
+    } catch (const std::logic_error& e) {
+      return L"logic_error: " + getWCS(e.what());
+    } catch (const WinError& e) {
+      return L"WinError: " + std::wstring(e.wWhat());
+    }
+    return L"nothing";
+  };
+  const std::wstring illegal = L"logic_error: illegal buffer to pack wstring";
+  EXPECT_EQ(thrown([&] { (void)packTo3(L"abc", buf, 0); }), illegal);
+  EXPECT_EQ(thrown([&] { (void)packTo3(L"abc", wbuf, std::size_t{0}); }), illegal);
+  EXPECT_EQ(buf[0], 'U');  // nothing written
+  EXPECT_EQ(wbuf[0], L'U');
+  EXPECT_EQ(thrown([&] { (void)packTo3(L"abc", buf, -3); }),  // the system refuses the negative capacity
+            L"WinError: " + formatMessage(87ul, nullptr) + L" calling WideCharToMultiByte in packTo");
 }
 
-TEST(PackTo3Narrow, CopiesTheLongestPrefixThatFits) {
+TEST(PackTo3Narrow, CopiesTheLongestPrefixThatFitsAndNeverSplitsAPair) {
   const struct {
+    std::wstring s;
     int size;
-    unsigned int length;
     const char* text;
-  } cases[] = {{1, 0, ""}, {2, 1, "a"}, {3, 2, "ab"}, {4, 3, "abc"}, {5, 3, "abc"}, {64, 3, "abc"}};
+  } cases[] = {
+      {L"abc", 1, ""}, {L"abc", 2, "a"}, {L"abc", 4, "abc"}, {L"abc", 5, "abc"}, {L"", 5, ""},
+      // The pair converts to two substitutes, which fit or go together.
+      {L"a\U0001F600b", 5, "a??b"}, {L"a\U0001F600b", 4, "a??"}, {L"a\U0001F600b", 3, "a"},
+  };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.size);
-    const Packed p = pack(L"abc", c.size);
-    EXPECT_EQ(p.length, c.length);
+    const Packed p = pack(c.s, c.size);
+    EXPECT_EQ(p.length, std::strlen(c.text));
     EXPECT_STREQ(p.buf, c.text);
-    // Nothing beyond the terminator inside the buffer, nothing past it at all.
-    if (c.size < 64) {
-      EXPECT_EQ(p.buf[c.size], 'U');
-    }
+    EXPECT_EQ(p.buf[c.size], 'U');  // nothing past the buffer
   }
-  const Packed empty = pack(L"", 5);
-  EXPECT_EQ(empty.length, 0u);
-  EXPECT_EQ(empty.buf[0], '\0');
-  EXPECT_EQ(empty.buf[1], 'U');
 }
 
-TEST(PackTo3Narrow, SurrogatePairIsNeverSplit) {
-  // The pair converts to two substitutes, which fit or go together.
-  const std::wstring s = L"a\U0001F600b";
-  const std::string all = getMBS(s);
-  ASSERT_EQ(all, "a??b");
-  EXPECT_STREQ(pack(s, 5).buf, "a??b");
-  EXPECT_STREQ(pack(s, 4).buf, "a??");
-  EXPECT_STREQ(pack(s, 3).buf, "a");
-  EXPECT_STREQ(pack(s, 2).buf, "a");
-}
-
+// Under 932 this also pins that double-byte characters are never split.
 TEST(PackTo3Narrow, LongStringsBacktrackOverAHeapList) {
   REQUIRE_KNOWN_CODE_PAGE(sample);
   const std::wstring wide = repeat(sample->wide, 20);  // more than 64 units
-  ASSERT_GT(wide.size(), 64u);
+  const std::string full = getMBS(wide);
   char buf[1024];
-  for (int size : {2, 17, 40, 63, 64, 65, 200, 1024}) {
+  for (int size : {1, 2, 3, 17, 40, 64, 65, 200, 1024}) {
     SCOPED_TRACE(size);
     unsigned int n = 0;
     try {
@@ -195,46 +160,15 @@ TEST(PackTo3Narrow, LongStringsBacktrackOverAHeapList) {
       EXPECT_EQ(sample->acp, 932u);
       continue;
     }
-    ASSERT_LT(n, static_cast<unsigned int>(size));
-    EXPECT_EQ(std::strlen(buf), n);
     // The longest whole-character prefix of the conversion that fits.
-    const std::string full = getMBS(wide);
     std::size_t best = 0;
     for (std::size_t units = 0; units <= wide.size(); ++units) {
       const std::size_t bytes = getMBS(wide.substr(0, units)).size();
       if (bytes < static_cast<std::size_t>(size)) best = bytes;
     }
     EXPECT_EQ(n, best);
-    EXPECT_EQ(std::string(buf, n), full.substr(0, n));
+    EXPECT_EQ(std::string(buf), full.substr(0, n));
   }
-}
-
-TEST(PackTo3Narrow, DoubleByteCharactersAreNeverSplitUnder932) {
-  if (GetACP() != 932) GTEST_SKIP() << "needs code page 932";
-  const std::wstring s = L"a\u65e5\u672c";  // a, then two double-byte characters
-  EXPECT_EQ(pack(s, 6).length, 5u);
-  EXPECT_EQ(pack(s, 5).length, 3u);
-  EXPECT_EQ(pack(s, 4).length, 3u);
-  EXPECT_EQ(std::string(pack(s, 4).buf), "a\x93\xFA");
-  EXPECT_EQ(pack(s, 3).length, 1u);
-  EXPECT_EQ(std::string(pack(s, 3).buf), "a");
-  EXPECT_EQ(pack(s, 2).length, 1u);
-  EXPECT_EQ(pack(s, 1).length, 0u);
-  // When not even the first character fits, the last attempt is the empty
-  // prefix, which the system refuses outright.
-  EXPECT_THROW((void)pack(L"\u65e5\u672c", 2), WinError);
-  EXPECT_EQ(pack(L"\u65e5\u672c", 1).length, 0u);
-}
-
-TEST(PackTo3Wide, ZeroSizeIsALogicError) {
-  wchar_t buf[2] = {L'U', L'U'};
-  try {
-    (void)packTo3(L"abc", buf, std::size_t{0});
-    FAIL() << "no exception";
-  } catch (const std::logic_error& e) {
-    EXPECT_STREQ(e.what(), "illegal buffer to pack wstring");
-  }
-  EXPECT_EQ(buf[0], L'U');
 }
 
 TEST(PackTo3Wide, LooksOnlyAtTheFirstUnitThatDoesNotFit) {
@@ -251,19 +185,8 @@ TEST(PackTo3Wide, LooksOnlyAtTheFirstUnitThatDoesNotFit) {
     wchar_t buf[8];
     std::fill(buf, buf + 8, L'U');
     EXPECT_EQ(packTo3(s, buf, c.size), c.copied);
-    EXPECT_EQ(std::wstring(buf, c.copied), s.substr(0, c.copied));
-    EXPECT_EQ(buf[c.copied], L'\0');
-    if (c.copied + 1 < 8) {
-      EXPECT_EQ(buf[c.copied + 1], L'U');
-    }
+    EXPECT_EQ(std::wstring(buf, c.copied + 2), s.substr(0, c.copied) + L'\0' + L'U');
   }
-  wchar_t one[1];
-  EXPECT_EQ(packTo3(std::wstring(L"\U0001F600"), one, 1), 0u);
-  EXPECT_EQ(one[0], L'\0');
-  // The unit after the leading half is a trailing one: the pair is split.
-  wchar_t two[2];
-  EXPECT_EQ(packTo3(std::wstring(L"\U0001F600"), two, 2), 1u);
-  EXPECT_EQ(two[0], static_cast<wchar_t>(0xD83D));
 }
 
 }  // namespace

@@ -7,9 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
-#include <random>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -17,77 +15,51 @@ namespace {
 
 CodePoint cp(unsigned int v) { return CodePoint::codePoint(v); }
 
-std::string hexBytes(const char* b, std::size_t n) {
-  std::string s;
-  char part[4];
-  for (std::size_t i = 0; i < n; ++i) {
-    std::snprintf(part, sizeof part, i ? " %02X" : "%02X", static_cast<unsigned char>(b[i]));
-    s += part;
-  }
-  return s;
-}
-
-std::vector<unsigned int> enumerate(const std::wstring& s) {
+std::vector<unsigned int> enumerate(CodePointEnumerator e) {
   std::vector<unsigned int> out;
-  for (CodePointEnumerator e(s); e; ++e) out.push_back((*e).codePoint());
+  for (; e; ++e) out.push_back((*e).codePoint());
   return out;
 }
 
-TEST(CodePointValue, HoldsAnyValueAndComparesByValue) {
-  for (unsigned int v : {0u, 0xD800u, 0x110000u, 0xFFFFFFFFu}) EXPECT_EQ(cp(v).codePoint(), v);
-  EXPECT_TRUE(cp(0x41) == cp(0x41));
-  EXPECT_FALSE(cp(0x41) != cp(0x41));
-  EXPECT_TRUE(cp(0x41) != cp(0x10041));
-}
-
-TEST(Utf8Encode, LengthsAndBytesAtEveryBoundaryAndShortBuffersWriteNothing) {
+// Scalar values are checked against the platform below; this table pins the
+// rest: surrogates, the forms past U+10FFFF, the limits, and short buffers.
+TEST(CodePointEncode, EachFormAtEveryBoundaryAndShortBuffersWriteNothing) {
   const struct {
     unsigned int v;
-    const char* bytes;
-  } cases[] = {
-      {0x00, "00"}, {0x7F, "7F"}, {0x80, "C2 80"}, {0x7FF, "DF BF"}, {0x800, "E0 A0 80"},
-      {0xD800, "ED A0 80"}, {0xDFFF, "ED BF BF"}, {0xFFFF, "EF BF BF"}, {0x10000, "F0 90 80 80"},
-      {0x10FFFF, "F4 8F BF BF"}, {0x110000, "F4 90 80 80"}, {0x1FFFFF, "F7 BF BF BF"},
-      {0x200000, "F8 88 80 80 80"}, {0x3FFFFFF, "FB BF BF BF BF"}, {0x4000000, "FC 84 80 80 80 80"},
-      {0x7FFFFFFF, "FD BF BF BF BF BF"}, {0x80000000, ""}, {0xFFFFFFFF, ""},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.v);
-    const std::size_t len = (std::string(c.bytes).size() + 1) / 3;
-    char buf[8];
-    std::fill(buf, buf + 8, '\x55');
-    ASSERT_EQ(cp(c.v).utf8(buf, 8), len);
-    EXPECT_EQ(hexBytes(buf, len), c.bytes);
-    EXPECT_EQ(buf[len], '\x55');
-    if (len == 0) continue;
-    std::fill(buf, buf + 8, '\x55');
-    EXPECT_EQ(cp(c.v).utf8(buf, len - 1), 0u);
-    EXPECT_EQ(hexBytes(buf, 8), "55 55 55 55 55 55 55 55");
-    EXPECT_EQ(cp(c.v).utf8(buf, len), len);
-    EXPECT_EQ(buf[len], '\x55');
-  }
-}
-
-TEST(Utf16Encode, PairsLoneSurrogatesAndLimits) {
-  const struct {
-    unsigned int v;
+    std::string bytes;
     std::wstring units;
   } cases[] = {
-      {0x0000, std::wstring(1, L'\0')}, {0x0041, L"A"}, {0xD800, L"\xD800"}, {0xDFFF, L"\xDFFF"},
-      {0xFFFF, L"\xFFFF"}, {0x10000, L"\xD800\xDC00"}, {0x1F600, L"\xD83D\xDE00"},
-      {0x10FFFF, L"\xDBFF\xDFFF"}, {0x110000, L""}, {0xFFFFFFFF, L""},
+      {0x7F, "\x7F", L"\x7F"},
+      {0x7FF, "\xDF\xBF", L"\x7FF"},
+      {0xD800, "\xED\xA0\x80", L"\xD800"},
+      {0xDFFF, "\xED\xBF\xBF", L"\xDFFF"},
+      {0x10FFFF, "\xF4\x8F\xBF\xBF", L"\xDBFF\xDFFF"},
+      {0x110000, "\xF4\x90\x80\x80", L""},
+      {0x1FFFFF, "\xF7\xBF\xBF\xBF", L""},
+      {0x200000, "\xF8\x88\x80\x80\x80", L""},
+      {0x3FFFFFF, "\xFB\xBF\xBF\xBF\xBF", L""},
+      {0x4000000, "\xFC\x84\x80\x80\x80\x80", L""},
+      {0x7FFFFFFF, "\xFD\xBF\xBF\xBF\xBF\xBF", L""},
+      {0x80000000, "", L""},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.v);
+    char buf[8];
+    std::fill(buf, buf + 8, 'U');
+    ASSERT_EQ(cp(c.v).utf8(buf, 8), c.bytes.size());
+    EXPECT_EQ(std::string(buf, c.bytes.size() + 1), c.bytes + "U");
+    if (!c.bytes.empty()) {
+      std::fill(buf, buf + 8, 'U');
+      EXPECT_EQ(cp(c.v).utf8(buf, c.bytes.size() - 1), 0u);
+      EXPECT_EQ(std::string(buf, 8), std::string(8, 'U'));
+    }
     EXPECT_EQ(static_cast<std::wstring>(cp(c.v)), c.units);
-    wchar_t buf[3] = {L'#', L'#', L'#'};
-    ASSERT_EQ(cp(c.v).wchars(buf, 3), c.units.size());
-    EXPECT_EQ(std::wstring(buf, c.units.size()), c.units);
-    EXPECT_EQ(buf[c.units.size()], L'#');
-    // One unit short of the whole form writes nothing.
+    wchar_t wbuf[3] = {L'#', L'#', L'#'};
+    ASSERT_EQ(cp(c.v).wchars(wbuf, 3), c.units.size());
+    EXPECT_EQ(std::wstring(wbuf, c.units.size() + 1), c.units + L"#");
     if (!c.units.empty()) {
       wchar_t small[2] = {L'#', L'#'};
-      EXPECT_EQ(cp(c.v).wchars(small, c.units.size() - 1), 0u);
+      EXPECT_EQ(cp(c.v).wchars(small, c.units.size() - 1), 0u);  // a pair is never split
       EXPECT_EQ(small[0], L'#');
     }
   }
@@ -101,11 +73,7 @@ TEST(Utf8Encode, AgreesWithThePlatformForEveryScalarValue) {
   char b[6];
   for (unsigned int v = 0; v < 0x110000; ++v) {
     if (isSurrogate(v)) continue;
-    const std::wstring units = cp(v);
-    wchar_t w[2];
-    ASSERT_EQ(cp(v).wchars(w, 2), units.size());
-    ASSERT_EQ(std::wstring(w, units.size()), units);
-    wide += units;
+    wide += static_cast<std::wstring>(cp(v));
     narrow.append(b, cp(v).utf8(b, sizeof b));
   }
   const int wn = static_cast<int>(wide.size());
@@ -127,159 +95,80 @@ TEST(CodePointEnumerator, LoneAndReversedSurrogatesStandForThemselves) {
   } cases[] = {
       {L"", {}},
       {L"a\xD800", {0x61, 0xD800}},                       // lead at the end
-      {L"\xD800" L"a", {0xD800, 0x61}},                   // lead at the start
-      {L"a\xD800" L"b", {0x61, 0xD800, 0x62}},            // lead in the middle
-      {L"\xDC00" L"a", {0xDC00, 0x61}},                   // trail at the start
-      {L"a\xDC00", {0x61, 0xDC00}},                       // trail at the end
+      {L"\xD800" L"a", {0xD800, 0x61}},                   // lead before a non-surrogate
+      {L"\xDC00" L"a", {0xDC00, 0x61}},                   // trail alone
       {L"\xDC00\xD800", {0xDC00, 0xD800}},                // reversed pair
       {L"\xD800\xD800\xDC00", {0xD800, 0x10000}},         // lead, then a pair
       {L"\xD800\xDC00\xDC00", {0x10000, 0xDC00}},         // pair, then a trail
-      {L"a\xD83D\xDE00", {0x61, 0x1F600}},                // pair at the end
       {L"\xDBFF\xDFFF\xD800\xDC00", {0x10FFFF, 0x10000}}, // pairs back to back
-      {L"\xD7FF\xDC00\xE000", {0xD7FF, 0xDC00, 0xE000}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.points));
-    EXPECT_EQ(enumerate(c.units), c.points);
+    EXPECT_EQ(enumerate(CodePointEnumerator(c.units)), c.points);
   }
 }
 
 TEST(CodePointEnumerator, IteratorRangeEndsAPairItCutsInHalf) {
   const std::wstring s = L"x\xD83D\xDE00y";
-  std::vector<unsigned int> got;
-  for (CodePointEnumerator e(s.begin(), s.begin() + 2); e; ++e) got.push_back((*e).codePoint());
-  EXPECT_EQ(got, (std::vector<unsigned int>{0x78, 0xD83D}));
-  got.clear();
-  for (CodePointEnumerator e(s.begin() + 2, s.end()); e; ++e) got.push_back((*e).codePoint());
-  EXPECT_EQ(got, (std::vector<unsigned int>{0xDE00, 0x79}));
-  EXPECT_FALSE(CodePointEnumerator(s.end(), s.end()));
-}
-
-// Re-encoding what the enumerator yields gives back the exact units, whatever
-// mix of pairs and broken surrogates they hold.
-TEST(CodePointEnumerator, RandomUnitsRoundTripThroughTheUtf16Form) {
-  std::mt19937 rng(5);
-  const wchar_t pool[] = {L'a', L'\x00E9', L'\xD800', L'\xDBFF', L'\xDC00', L'\xDFFF', L'\xFFFF', L'\0'};
-  for (int round = 0; round < 500; ++round) {
-    std::wstring s;
-    const std::size_t len = rng() % 12;
-    for (std::size_t i = 0; i < len; ++i) s += pool[rng() % (sizeof pool / sizeof pool[0])];
-    std::wstring back;
-    std::size_t pairs = 0, points = 0;
-    for (CodePointEnumerator e(s); e; ++e, ++points) {
-      back += static_cast<std::wstring>(*e);
-      pairs += (*e).codePoint() > 0xFFFF;
-    }
-    ASSERT_EQ(back, s);
-    ASSERT_EQ(points + pairs, s.size());
-  }
+  EXPECT_EQ(enumerate(CodePointEnumerator(s.begin(), s.begin() + 2)), (std::vector<unsigned int>{0x78, 0xD83D}));
+  EXPECT_EQ(enumerate(CodePointEnumerator(s.begin() + 2, s.end())), (std::vector<unsigned int>{0xDE00, 0x79}));
 }
 
 TEST(Surrogates, RangeTestsIgnoreNothingAboveSixteenBits) {
-  const struct {
-    unsigned int c;
-    bool any, lead, trail;
-  } cases[] = {
-      {0xD7FF, false, false, false}, {0xD800, true, true, false},   {0xDBFF, true, true, false},
-      {0xDC00, true, false, true},   {0xDFFF, true, false, true},   {0xE000, false, false, false},
-      {0x1D800, false, false, false}, {0xFFFFDC00, false, false, false},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.c);
-    EXPECT_EQ(isSurrogate(c.c), c.any);
-    EXPECT_EQ(isSurrogateA(c.c), c.lead);
-    EXPECT_EQ(isSurrogateB(c.c), c.trail);
+  for (unsigned int v : {0xD7FFu, 0xD800u, 0xDBFFu, 0xDC00u, 0xDFFFu, 0xE000u, 0x1D800u, 0xFFFFDC00u}) {
+    EXPECT_EQ(isSurrogate(v), v >= 0xD800 && v <= 0xDFFF) << v;
+    EXPECT_EQ(isSurrogateA(v), v >= 0xD800 && v <= 0xDBFF) << v;
+    EXPECT_EQ(isSurrogateB(v), v >= 0xDC00 && v <= 0xDFFF) << v;
   }
 }
 
 TEST(EolCode, OnlyTheSixBreaksAndVerticalTabIsNotOne) {
-  for (unsigned int v = 0; v < 0x110000; ++v) {
-    CodePoint::EOLCode want = CodePoint::eolNone;
-    if (v == 0x0D) want = CodePoint::eolCR;
-    if (v == 0x0A || v == 0x0C || v == 0x85 || v == 0x2028 || v == 0x2029) want = CodePoint::eolBreak;
-    if (cp(v).eolCode() != want) FAIL() << "U+" << std::hex << v;
-  }
-  EXPECT_EQ(cp(0x0B).eolCode(), CodePoint::eolNone);
-  EXPECT_EQ(cp(0x1000A).eolCode(), CodePoint::eolNone);
-  EXPECT_EQ(static_cast<int>(CodePoint::eolCR), 2);
+  EXPECT_EQ(static_cast<int>(cp(0x0D).eolCode()), 2);
+  for (unsigned int v : {0x0Au, 0x0Cu, 0x85u, 0x2028u, 0x2029u}) EXPECT_EQ(cp(v).eolCode(), CodePoint::eolBreak) << v;
+  for (unsigned int v : {0x09u, 0x0Bu, 0x0Eu, 0x2027u, 0x202Au, 0x1000Au, 0x1000Du})
+    EXPECT_EQ(cp(v).eolCode(), CodePoint::eolNone) << v;
 }
 
-TEST(UnicodeClass, ChosenCodePointsOfEveryClassIncludingLaterAssignments) {
+// Runs without the data file: one or more code points of every class,
+// characters first assigned after 5.0 (class 0), and the shared-page layout.
+TEST(UnicodeClass, EveryClassIsReachedAndTheTableHas85DistinctPages) {
   const struct {
     unsigned char k;
     std::vector<unsigned int> points;
   } cases[] = {
-      {0, {0x0370, 0x0378, 0x0524, 0x2C70, 0x9FBC, 0xFFFE, 0xFFFF, 0x1F600, 0xE01F0, 0x10FFFF}},
-      {1, {0x0041, 0x00C0, 0x0391, 0x0410, 0x1D400}},
-      {2, {0x0061, 0x00AA, 0x00BA, 0x00DF, 0x03B1}},
-      {3, {0x01C5, 0x1F88}},
-      {4, {0x0300, 0x0591, 0xE0100}},
-      {5, {0x0903, 0x1D165}},
-      {6, {0x0488, 0x20DD}},
-      {7, {0x0030, 0x0039, 0x0660, 0x1D7CE}},
-      {8, {0x2160, 0x3007, 0x10140}},
-      {9, {0x00B2, 0x00BC, 0x2070, 0x2460}},
-      {10, {0x0020, 0x00A0, 0x2000, 0x3000}},
-      {11, {0x2028}},
-      {12, {0x2029}},
-      {13, {0x0000, 0x001F, 0x007F, 0x0085, 0x009F}},
-      {14, {0x00AD, 0x200B, 0xFEFF, 0xE0001}},
-      {15, {0xD800, 0xDBFF, 0xDC00, 0xDFFF}},
-      {16, {0xE000, 0xF8FF, 0xF0000, 0x10FFFD}},
-      {18, {0x02B0, 0x3005}},
-      {19, {0x01BB, 0x05D0, 0x4E00, 0xAC00, 0x20000}},
-      {20, {0x005F, 0x203F}},
-      {21, {0x002D, 0x2014}},
-      {22, {0x0028, 0x005B}},
-      {23, {0x0029, 0x007D}},
-      {24, {0x00AB, 0x201C}},
-      {25, {0x00BB, 0x201D}},
-      {26, {0x0021, 0x0025, 0x00B7}},
-      {27, {0x002B, 0x00D7, 0x2200}},
-      {28, {0x0024, 0x00A3, 0x20AC}},
-      {29, {0x005E, 0x0060, 0x02C2}},
-      {30, {0x00A6, 0x00A9, 0x2600}},
-      {0, {0x110000, 0x7FFFFFFF, 0xFFFFFFFF}},
+      {0, {0x0370, 0x2C70, 0x9FBC, 0xFFFF, 0x1F600, 0x110000, 0xFFFFFFFF}},
+      {1, {0x0041, 0x1D400}}, {2, {0x0061, 0x00DF}}, {3, {0x01C5}}, {4, {0x0300, 0xE0100}},
+      {5, {0x0903}}, {6, {0x20DD}}, {7, {0x0030, 0x1D7CE}}, {8, {0x2160}}, {9, {0x00B2}},
+      {10, {0x0020, 0x00A0}}, {11, {0x2028}}, {12, {0x2029}}, {13, {0x0000, 0x0085}},
+      {14, {0x00AD, 0xFEFF}}, {15, {0xD800, 0xDFFF}}, {16, {0xE000, 0x10FFFD}}, {18, {0x02B0}},
+      {19, {0x4E00, 0x20000}}, {20, {0x005F}}, {21, {0x002D}}, {22, {0x0028}}, {23, {0x0029}},
+      {24, {0x00AB}}, {25, {0x00BB}}, {26, {0x0021}}, {27, {0x002B}}, {28, {0x0024}},
+      {29, {0x005E}}, {30, {0x00A9}},
   };
   for (const auto& c : cases)
     for (unsigned int v : c.points) {
       SCOPED_TRACE(v);
       EXPECT_EQ(unicodeClass(cp(v)), c.k);
     }
-}
 
-TEST(UnicodeClass, TableHas85DistinctPagesAndNeverClass17) {
   std::set<std::string> pages;
-  std::set<int> classes;
   for (unsigned int block = 0; block < 0x1100; ++block) {
     std::string page(256, '\0');
-    for (unsigned int i = 0; i < 256; ++i) {
-      page[i] = static_cast<char>(unicodeClass(cp(block << 8 | i)));
-      classes.insert(page[i]);
-    }
+    for (unsigned int i = 0; i < 256; ++i) page[i] = static_cast<char>(unicodeClass(cp(block << 8 | i)));
     pages.insert(page);
   }
   EXPECT_EQ(pages.size(), 85u);
-  std::set<int> expected;
-  for (int k = 0; k <= 30; ++k)
-    if (k != 17) expected.insert(k);
-  EXPECT_EQ(classes, expected);
-}
-
-int categoryNumber(const std::string& abbr) {
-  static const char* const names[] = {"Cn", "Lu", "Ll", "Lt", "Mn", "Mc", "Me", "Nd", "Nl", "No", "Zs",
-                                      "Zl", "Zp", "Cc", "Cf", "Cs", "Co", "",   "Lm", "Lo", "Pc", "Pd",
-                                      "Ps", "Pe", "Pi", "Pf", "Po", "Sm", "Sc", "Sk", "So"};
-  for (int k = 0; k <= 30; ++k)
-    if (abbr == names[k]) return k;
-  return -1;
 }
 
 // An independent reading of the data the table was generated from: every code
-// point, by category name rather than the file's own numbers.
+// point, by category name rather than the file's own numbers (so the gap at 17
+// and the Cn of characters assigned after 5.0 are checked too).
 TEST(UnicodeClass, MatchesTheGeneralCategoryDataForEveryCodePoint) {
+  EXPECT_EQ(unicodeClass(cp(0x110000)), 0);  // past the table: unassigned
+  EXPECT_EQ(unicodeClass(cp(0xFFFFFFFF)), 0);
   std::ifstream in(std::string("Z:") + QOR_GENERAL_CATEGORY_DATA);
   if (!in) GTEST_SKIP() << "no general-category data at " << QOR_GENERAL_CATEGORY_DATA;
+  const std::string names = "CnLuLlLtMnMcMeNdNlNoZsZlZpCcCfCsCo  LmLoPcPdPsPePiPfPoSmScSkSo";
   std::vector<int> want(0x110000, -1);
   std::string line;
   while (std::getline(in, line)) {
@@ -291,9 +180,9 @@ TEST(UnicodeClass, MatchesTheGeneralCategoryDataForEveryCodePoint) {
       last = first;
     }
     ASSERT_LT(last, 0x110000u) << line;
-    const int k = categoryNumber(abbr);
-    ASSERT_GE(k, 0) << line;
-    std::fill(want.begin() + first, want.begin() + last + 1, k);
+    const std::size_t at = names.find(abbr);  // "  " for 17 never matches
+    ASSERT_TRUE(at != std::string::npos && at % 2 == 0) << line;
+    std::fill(want.begin() + first, want.begin() + last + 1, static_cast<int>(at / 2));
   }
   int mismatches = 0;
   for (unsigned int v = 0; v < 0x110000; ++v)
@@ -302,7 +191,9 @@ TEST(UnicodeClass, MatchesTheGeneralCategoryDataForEveryCodePoint) {
   EXPECT_EQ(mismatches, 0);
 }
 
-// The predicates, spelled out as sets of classes, over every code point.
+// The predicates, spelled out as sets of classes, over every code point; the
+// odd members (U+0009..U+000D and U+FEFF as space, U+FEFF printable but not
+// graphic) explicitly.
 TEST(UnicodePredicates, FollowTheirClassSetsForEveryCodePoint) {
   auto in = [](int k, std::initializer_list<int> set) { return std::find(set.begin(), set.end(), k) != set.end(); };
   std::vector<unsigned int> values;
@@ -320,26 +211,6 @@ TEST(UnicodePredicates, FollowTheirClassSetsForEveryCodePoint) {
                     isUpunct(c) == (k >= 20 && k <= 26);
     if (!ok) FAIL() << "U+" << std::hex << v;
   }
-}
-
-TEST(UnicodePredicates, ByteOrderMarkTabsAndLineEnds) {
-  EXPECT_TRUE(isUspace(cp(0xFEFF)));
-  EXPECT_TRUE(isUprint(cp(0xFEFF)));
-  EXPECT_FALSE(isUgraph(cp(0xFEFF)));
-  for (unsigned int v : {0x09u, 0x0Bu, 0x0Du}) {
-    SCOPED_TRACE(v);
-    EXPECT_TRUE(isUspace(cp(v)));  // controls, yet white space
-    EXPECT_FALSE(isUprint(cp(v)));
-  }
-  // NEL ends a line but is neither a separator nor one of the listed controls.
-  EXPECT_EQ(cp(0x85).eolCode(), CodePoint::eolBreak);
-  EXPECT_FALSE(isUspace(cp(0x85)));
-  EXPECT_TRUE(isUspace(cp(0x2028)));
-  EXPECT_FALSE(isUgraph(cp(0x2028)));
-  EXPECT_TRUE(isUdigit(cp(0x2160)));  // Roman numeral one
-  EXPECT_FALSE(isUpunct(cp(0x24)));
-  EXPECT_TRUE(isUascii(cp(0x7F)));
-  EXPECT_FALSE(isUascii(cp(0x80)));
 }
 
 }  // namespace

@@ -32,5 +32,6 @@ int runMatrix(const Args& args);
 int runChar(const Args& args);
 int runNumber(const Args& args);
 int runArc(const Args& args);
+int runTransform(const Args& args);
 
 }  // namespace qortool

@@ -15,7 +15,12 @@ const Command kCommands[] = {
      runMatrix},
     {"char", "char U+XXXX|CHARACTER: Unicode class, UTF-16 units, UTF-8 bytes and line-break role", runChar},
     {"number", "number TEXT: what the strict integer and decimal parsers make of TEXT", runNumber},
-    {"arc", "arc X0 Y0 BULGE X1 Y1 [--split T]: centre, radius, length, extent... of a circular arc", runArc},
+    {"arc", "arc X0 Y0 BULGE X1 Y1 | X0 Y0 Z0 BULGE X1 Y1 Z1 [--axis AX AY AZ] [--split T] [--bisect]: centre, radius, length, extent... of a circular arc",
+     runArc},
+    {"transform",
+     "transform [--3d] OP... [--points X Y ...] [--extent LO HI]: chain translate, rotate, scale, stretch, mirror, "
+     "perspective; e.g. transform translate 1 2 rotate 90 scale 2 --points 1 0 --extent 0 0 1 1",
+     runTransform},
 };
 
 int help() {
