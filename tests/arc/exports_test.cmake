@@ -1,0 +1,15 @@
+# Fails unless the DLL's export table names each flat arc function exactly,
+# unmangled, so that C callers and GetProcAddress find them.
+execute_process(COMMAND ${OBJDUMP} -p ${DLL} RESULT_VARIABLE status OUTPUT_VARIABLE table ERROR_VARIABLE err)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${OBJDUMP} -p ${DLL} failed: ${err}")
+endif()
+set(missing "")
+foreach(name QORArcLength QORArcSegmentArea QORArcSegmentCoG QORArcSplit)
+  if(NOT table MATCHES "\\][ \t]+${name}\r?\n")
+    list(APPEND missing ${name})
+  endif()
+endforeach()
+if(missing)
+  message(FATAL_ERROR "not exported under their plain names: ${missing}")
+endif()
