@@ -17,7 +17,7 @@ namespace bench {
 template <class T>
 inline void doNotOptimize(const T& value) {
 #if defined(__GNUC__)
-  asm volatile("" : : "r,m"(value) : "memory");
+  asm volatile("" : : "g"(&value) : "memory");
 #else
   static volatile const void* sink;
   sink = &value;

@@ -102,18 +102,28 @@ private:
   double m_m[N][N];
 };
 
+namespace QOR::detail {
+
+// Component j of the row vector v·m, summed in row order.
 template <int N>
-inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m) : m_c{} {
-  for (int j = 0; j < N; ++j) {
-    double s = v.m_c[0] * m[0][j];
-    for (int i = 1; i < N; ++i) s += v.m_c[i] * m[i][j];
-    m_c[j] = s;
-  }
+inline double rowTimesColumn(const double* v, const Matrix<N>& m, int j) {
+  double s = v[0] * m[0][j];
+  for (int i = 1; i < N; ++i) s += v[i] * m[i][j];
+  return s;
+}
+
+} // namespace QOR::detail
+
+// Each component is written once, straight from its sum: building v·m first
+// and adding t afterwards made the compiler reload the stored halves.
+template <int N>
+inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m) {
+  for (int j = 0; j < N; ++j) m_c[j] = QOR::detail::rowTimesColumn(v.m_c, m, j);
 }
 
 template <int N>
-inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m, const Vector& t) : Vector(v, m) {
-  *this += t;
+inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m, const Vector& t) {
+  for (int j = 0; j < N; ++j) m_c[j] = QOR::detail::rowTimesColumn(v.m_c, m, j) + t.m_c[j];
 }
 
 template <int N>
