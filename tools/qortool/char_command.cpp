@@ -5,7 +5,6 @@
 #include <qorcor14/text/codepoint.h>
 
 #include <windows.h>
-#include <shellapi.h>
 
 #include <cwchar>
 #include <sstream>
@@ -17,21 +16,6 @@ const wchar_t* const kCategoryNames[31] = {
     L"Cn", L"Lu", L"Ll", L"Lt", L"Mn", L"Mc", L"Me", L"Nd", L"Nl", L"No", L"Zs",
     L"Zl", L"Zp", L"Cc", L"Cf", L"Cs", L"Co", L"??", L"Lm", L"Lo", L"Pc", L"Pd",
     L"Ps", L"Pe", L"Pi", L"Pf", L"Po", L"Sm", L"Sc", L"Sk", L"So"};
-
-// The arguments after "char", read from the wide command line: the narrow argv
-// has already been through the ANSI code page, which loses most characters.
-std::vector<std::wstring> wideArguments(const Args& narrow) {
-  std::vector<std::wstring> out;
-  int count = 0;
-  if (LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count)) {
-    for (int i = 2; i < count; ++i) out.emplace_back(argv[i]);
-    LocalFree(argv);
-    if (out.size() == narrow.size()) return out;
-    out.clear();
-  }
-  for (const std::string& a : narrow) out.emplace_back(a.begin(), a.end());
-  return out;
-}
 
 std::string toUtf8(const std::wstring& s) {
   std::string out;

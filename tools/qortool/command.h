@@ -24,6 +24,11 @@ struct Command {
 // Writes wide text to standard output as UTF-8.
 void print(const std::wstring& text);
 
+// The subcommand's arguments (those after its name) from the wide command
+// line: the narrow argv has been through the ANSI code page, which turns every
+// character outside it into '?'.
+std::vector<std::wstring> wideArguments(const Args& narrow);
+
 // Parses a whole argument as a double; throws UsageError naming `what`.
 double parseDouble(const std::string& text, const char* what);
 

@@ -4,7 +4,6 @@
 #include <qorcor14/text/strings.h>
 
 #include <windows.h>
-#include <shellapi.h>
 
 #include <bit>
 #include <cstdint>
@@ -12,25 +11,11 @@
 namespace qortool {
 namespace {
 
-// The argument after "number", taken from the wide command line: the narrow
-// argv has been through the ANSI code page, which would turn a full-width
-// digit or any character outside it into '?'.
-std::wstring wideArgument(const std::string& narrow) {
-  int count = 0;
-  std::wstring out;
-  if (LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count)) {
-    if (count == 3) out = argv[2];
-    LocalFree(argv);
-    if (count == 3) return out;
-  }
-  return getWCS(narrow);
-}
-
 }  // namespace
 
 int runNumber(const Args& args) {
   if (args.size() != 1) throw UsageError("needs exactly one argument, the text to parse");
-  const std::wstring text = wideArgument(args[0]);
+  const std::wstring text = wideArguments(args)[0];
 
   std::wstring out = L"text     \"" + text + L"\"\n";
   long l = 0;

@@ -1,6 +1,9 @@
 #include "command.h"
 
+#include <qorcor14/text/strings.h>
+
 #include <windows.h>
+#include <shellapi.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -14,6 +17,19 @@ void print(const std::wstring& text) {
   std::string bytes(static_cast<std::size_t>(n), '\0');
   WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), n, nullptr, nullptr);
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
+}
+
+std::vector<std::wstring> wideArguments(const Args& narrow) {
+  std::vector<std::wstring> out;
+  int count = 0;
+  if (LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count)) {
+    for (int i = 2; i < count; ++i) out.emplace_back(argv[i]);
+    LocalFree(argv);
+    if (out.size() == narrow.size()) return out;
+    out.clear();
+  }
+  for (const std::string& a : narrow) out.push_back(getWCS(a));
+  return out;
 }
 
 double parseDouble(const std::string& text, const char* what) {
