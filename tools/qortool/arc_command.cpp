@@ -71,11 +71,32 @@ void describeFlat(std::wostringstream& out, double b) {
   line(out, L"QORArcSegmentCoG", QORArcSegmentCoG(b));
 }
 
-void describe(std::wostringstream& out, const QOR::Arc<2>& arc) {
+// What differs between the planar and the spatial arc: the lines only a
+// spatial arc has, the chord's right (where a positive bulge bulges: for a
+// spatial arc chord × axis) and how a sub-arc is made.
+void describeAxis(std::wostringstream&, const QOR::Arc<2>&) {}
+void describeAxis(std::wostringstream& out, const QOR::Arc<3>& arc) { line(out, L"axis", arc.axis()); }
+void describePlane(std::wostringstream&, const QOR::Arc<2>&) {}
+void describePlane(std::wostringstream& out, const QOR::Arc<3>& arc) { line(out, L"plane", arc.plane()); }
+
+Vector<2> chordRight(const QOR::Arc<2>&, const Vector<2>& d) { return Vector<2>(d[1], -d[0]); }
+Vector<3> chordRight(const QOR::Arc<3>& arc, const Vector<3>& d) { return cross(d, arc.axis()); }
+
+QOR::Arc<2> subArc(const QOR::Arc<2>&, const Point<2>& a, double bulge, const Point<2>& b) {
+  return QOR::Arc<2>(a, bulge, b);
+}
+QOR::Arc<3> subArc(const QOR::Arc<3>& arc, const Point<3>& a, double bulge, const Point<3>& b) {
+  return QOR::Arc<3>(a, bulge, arc.axis(), b);
+}
+
+template <int N>
+void describe(std::wostringstream& out, const QOR::Arc<N>& arc) {
   line(out, L"start", arc.start());
   line(out, L"end", arc.end());
   line(out, L"bulge", arc.bulge());
+  describeAxis(out, arc);
   line(out, L"chord", (arc.end() - arc.start()).length());
+  describePlane(out, arc);
   line(out, L"centre", arc.centre());
   line(out, L"radius", arc.radius());
   line(out, L"length", arc.length());
@@ -87,7 +108,8 @@ void describe(std::wostringstream& out, const QOR::Arc<2>& arc) {
 
 // The split's outputs live in the unit-chord frame: along the chord from its
 // middle, and offset to the chord's right, where a positive bulge bulges.
-void describeSplit(std::wostringstream& out, const QOR::Arc<2>& arc, double t) {
+template <int N>
+void describeSplit(std::wostringstream& out, const QOR::Arc<N>& arc, double t) {
   double bulge1, offset, along, tangentOffset, tangentAlong, bulge2;
   QORArcSplit(t, arc.bulge(), &bulge1, &offset, &along, &tangentOffset, &tangentAlong, &bulge2);
   out << L"\nQORArcSplit(" << t << L", " << arc.bulge() << L")\n";
@@ -97,50 +119,13 @@ void describeSplit(std::wostringstream& out, const QOR::Arc<2>& arc, double t) {
   line(out, L"tangentOffset", tangentOffset);
   line(out, L"tangentAlong", tangentAlong);
   line(out, L"bulge2", bulge2);
-  const Vector<2> d = arc.end() - arc.start();
-  const Vector<2> right(d[1], -d[0]);
-  const Point<2> at = midpoint(arc.start(), arc.end()) + d * along + right * offset;
+  const Vector<N> d = arc.end() - arc.start();
+  const Vector<N> right = chordRight(arc, d);
+  const Point<N> at = midpoint(arc.start(), arc.end()) + d * along + right * offset;
   line(out, L"split point", at);
   line(out, L"direction", d.unit() * tangentAlong + right.unit() * tangentOffset);
-  line(out, L"first arc", QOR::Arc<2>(arc.start(), bulge1, at));
-  line(out, L"second arc", QOR::Arc<2>(at, bulge2, arc.end()));
-}
-
-void describe(std::wostringstream& out, const QOR::Arc<3>& arc) {
-  line(out, L"start", arc.start());
-  line(out, L"end", arc.end());
-  line(out, L"bulge", arc.bulge());
-  line(out, L"axis", arc.axis());
-  line(out, L"chord", (arc.end() - arc.start()).length());
-  line(out, L"plane", arc.plane());
-  line(out, L"centre", arc.centre());
-  line(out, L"radius", arc.radius());
-  line(out, L"length", arc.length());
-  line(out, L"midpoint", arc.midpoint());
-  line(out, L"deviation", arc.deviation());
-  line(out, L"extent", arc.extent());
-  line(out, L"text", arc);
-}
-
-// As for the planar arc, with the chord's right taken as chord × axis: the
-// side a positive bulge bulges to.
-void describeSplit(std::wostringstream& out, const QOR::Arc<3>& arc, double t) {
-  double bulge1, offset, along, tangentOffset, tangentAlong, bulge2;
-  QORArcSplit(t, arc.bulge(), &bulge1, &offset, &along, &tangentOffset, &tangentAlong, &bulge2);
-  out << L"\nQORArcSplit(" << t << L", " << arc.bulge() << L")\n";
-  line(out, L"bulge1", bulge1);
-  line(out, L"offset", offset);
-  line(out, L"along", along);
-  line(out, L"tangentOffset", tangentOffset);
-  line(out, L"tangentAlong", tangentAlong);
-  line(out, L"bulge2", bulge2);
-  const Vector<3> d = arc.end() - arc.start();
-  const Vector<3> right = cross(d, arc.axis());
-  const Point<3> at = midpoint(arc.start(), arc.end()) + d * along + right * offset;
-  line(out, L"split point", at);
-  line(out, L"direction", d.unit() * tangentAlong + right.unit() * tangentOffset);
-  line(out, L"first arc", QOR::Arc<3>(arc.start(), bulge1, arc.axis(), at));
-  line(out, L"second arc", QOR::Arc<3>(at, bulge2, arc.axis(), arc.end()));
+  line(out, L"first arc", subArc(arc, arc.start(), bulge1, at));
+  line(out, L"second arc", subArc(arc, at, bulge2, arc.end()));
 }
 
 void describeBisect(std::wostringstream& out, const QOR::Arc<3>& arc) {
