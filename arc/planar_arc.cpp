@@ -1,20 +1,15 @@
 // QOR::Arc<2>: the members that walk around the circle.
 #include <qorcor14/arc/planar_arc.h>
 
+#include "walk.h"
+
 #include <cmath>
 #include <ostream>
 
 namespace QOR {
 
 bool Arc<2>::measureOff(double distance, Point<2>& point, Vector<2>& direction) const {
-  const Vector<2> d = m_end - m_start;
-  if (m_bulge == 0) {
-    const double c = d.length();
-    const double f = distance / c;
-    point = m_start + d * f;
-    direction = d / c;
-    return 0 <= f && f <= 1;
-  }
+  if (m_bulge == 0) return detail::measureOffChord(m_start, m_end, distance, point, direction);
   const Point<2> c = centre();
   const Vector<2> u = m_start - c;
   const double r = u.length();
@@ -26,10 +21,7 @@ bool Arc<2>::measureOff(double distance, Point<2>& point, Vector<2>& direction) 
   const Vector<2> v(cosPhi * u[0] - sinPhi * u[1], cosPhi * u[1] + sinPhi * u[0]);
   point = c + v;
   direction = Vector<2>(-v[1] / rs, v[0] / rs);
-  // atan(b) * 4 is the signed sweep, so the quotient is the fraction of the
-  // arc covered whichever way it turns.
-  const double f = distance / (std::atan(m_bulge) * 4 * rs);
-  return 0 <= f && f <= 1;
+  return detail::withinArc(distance, m_bulge, rs);
 }
 
 Extent<2> Arc<2>::extent() const {

@@ -1,6 +1,8 @@
 // QOR::Arc<3>: the members that walk around the circle, its box and halves.
 #include <qorcor14/arc/spatial_arc.h>
 
+#include "walk.h"
+
 #include <cmath>
 #include <ostream>
 
@@ -30,14 +32,7 @@ Arc<3>::Arc(const Point<3>& start, const Point<3>& end)
     : m_start(start), m_bulge(0), m_axis(straightAxis(start, end)), m_end(end) {}
 
 bool Arc<3>::measureOff(double distance, Point<3>& point, Vector<3>& direction) const {
-  const Vector<3> d = m_end - m_start;
-  if (m_bulge == 0) {
-    const double c = d.length();
-    const double f = distance / c;
-    point = m_start + d * f;
-    direction = d / c;
-    return 0 <= f && f <= 1;
-  }
+  if (m_bulge == 0) return detail::measureOffChord(m_start, m_end, distance, point, direction);
   const Point<3> c = centre();
   const Vector<3> u = m_start - c;
   const double r = u.length();
@@ -48,9 +43,7 @@ bool Arc<3>::measureOff(double distance, Point<3>& point, Vector<3>& direction) 
   const Vector<3> v = u * std::cos(phi) + cross(m_axis, u) * std::sin(phi);
   point = c + v;
   direction = cross(m_axis, v) / rs;
-  // atan(b) * 4 is the signed sweep.
-  const double f = distance / (std::atan(m_bulge) * 4 * rs);
-  return 0 <= f && f <= 1;
+  return detail::withinArc(distance, m_bulge, rs);
 }
 
 Extent<3> Arc<3>::extent() const {
