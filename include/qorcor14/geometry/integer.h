@@ -12,6 +12,7 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/geometry/internal/components.h>
 
 #include <iosfwd>
 #include <limits>
@@ -60,11 +61,7 @@ public:
   // For N = 2, any index but 0 gives y; for N = 3, any index but 0 and 1
   // gives z. No index is out of range.
   [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    if constexpr (N == 2) {
-      return i == 0 ? m_c[0] : m_c[1];
-    } else {
-      return i == 0 ? m_c[0] : i == 1 ? m_c[1] : m_c[2];
-    }
+    return QOR::detail::componentAt(m_c, i);
   }
 
   [[nodiscard]] constexpr IVector operator+() const noexcept { return *this; }
@@ -143,11 +140,7 @@ public:
 
   // The index rules of IVector<N>.
   [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    if constexpr (N == 2) {
-      return i == 0 ? m_c[0] : m_c[1];
-    } else {
-      return i == 0 ? m_c[0] : i == 1 ? m_c[1] : m_c[2];
-    }
+    return QOR::detail::componentAt(m_c, i);
   }
 
   // The zero point.

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/geometry/internal/components.h>
 #include <qorcor14/geometry/angle.h>
 
 #include <cmath>
@@ -54,13 +55,7 @@ public:
   // Note: Vector<2> gives y for every index but 0, and Vector<3> gives z for
   // every index but 0 and 1; Vector<1> and Vector<4> do not check the index.
   [[nodiscard]] double operator[](int i) const {
-    if constexpr (N == 2) {
-      return i == 0 ? m_c[0] : m_c[1];
-    } else if constexpr (N == 3) {
-      return i == 0 ? m_c[0] : i == 1 ? m_c[1] : m_c[2];
-    } else {
-      return m_c[i];
-    }
+    return QOR::detail::componentAt(m_c, i);
   }
 
   // Writes the N components, in order, to c.
@@ -230,13 +225,7 @@ public:
   // index but 0, Point<3> gives z for every index but 0 and 1, and Point<1>
   // does not check the index.
   [[nodiscard]] double operator[](int i) const {
-    if constexpr (N == 2) {
-      return i == 0 ? m_c[0] : m_c[1];
-    } else if constexpr (N == 3) {
-      return i == 0 ? m_c[0] : i == 1 ? m_c[1] : m_c[2];
-    } else {
-      return m_c[i];
-    }
+    return QOR::detail::componentAt(m_c, i);
   }
 
   // Writes the N components, in order, to c.
