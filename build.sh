@@ -4,13 +4,14 @@
 #   ./build.sh tool [ARGS...]  build the library and run qortool (no ARGS: its tour)
 #   ./build.sh test            build and run the whole test suite
 #   ./build.sh test-ubsan      the same, trapping on undefined behaviour
+#   ./build.sh test-clang      the same, built by clang instead of GCC
 #   ./build.sh bench [ARGS...] build and run the benchmarks
 #
 # Missing Debian packages are installed with apt-get first.
 set -euo pipefail
 cd "$(dirname "$0")"
 
-packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64 googletest libeigen3-dev)
+packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev)
 
 ensure_packages() {
   local missing=()
@@ -52,9 +53,9 @@ case "$command" in
     build default
     status=0; run_exe default build/default/bin/qortool.exe "$@" || status=$?
     stop_wine; exit $status ;;
-  test|test-ubsan)
+  test|test-ubsan|test-clang)
     ensure_packages
-    preset=default; [ "$command" = test-ubsan ] && preset=ubsan
+    preset=default; [ "$command" != test ] && preset=${command#test-}
     status=0; cmake --workflow --preset "$preset" || status=$?
     stop_wine; exit $status ;;
   bench)
@@ -63,5 +64,5 @@ case "$command" in
     status=0; run_exe default build/default/bin/qorbench.exe "$@" || status=$?
     stop_wine; exit $status ;;
   *)
-    sed -n '2,9p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
+    sed -n '2,10p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
 esac

@@ -47,8 +47,8 @@ Matrix<N> Matrix<N>::transpose() const {
 }
 
 template <int N>
-double Matrix<N>::determinant() const requires(N <= 3) {
-  const auto& m = m_m;
+double QOR::detail::MatrixExtras<N, true>::determinant() const {
+  const auto& m = static_cast<const Matrix<N>&>(*this);
   if constexpr (N == 1) {
     return m[0][0];
   } else if constexpr (N == 2) {
@@ -169,6 +169,9 @@ std::wostream& Matrix<N>::putOn(std::wostream& os) const {
   return os << L']';
 }
 
+template class QOR::detail::MatrixExtras<1>;
+template class QOR::detail::MatrixExtras<2>;
+template class QOR::detail::MatrixExtras<3>;
 template class MatrixRow<1>;
 template class MatrixRow<2>;
 template class MatrixRow<3>;

@@ -7,35 +7,38 @@
 
 #include <cmath>
 
-template <int N>
-Angle Vector<N>::theta() const requires(N == 2) {
+namespace QOR::detail {
+
+Angle VectorExtras<2>::theta() const {
+  const auto& v = static_cast<const Vector<2>&>(*this);
   // The same division as unit(), so theta() and unit() agree exactly.
-  const double l = length();
-  return Angle(m_c[0] / l, m_c[1] / l);
+  const double l = v.length();
+  return Angle(v[0] / l, v[1] / l);
 }
 
-template <int N>
-Vector<N> Vector<N>::altAz(double r, Angle alt, Angle az) requires(N == 3) {
-  if (r == 0) return Vector();
+Vector<3> VectorExtras<3>::altAz(double r, Angle alt, Angle az) {
+  if (r == 0) return Vector<3>();
   const double z = r * alt.sin();
   // Only an exact zero is tested: degrees(90) leaves a cosine of about 6e-17
   // and, with it, tiny horizontal components.
-  if (alt.cos() == 0) return Vector(0, 0, z);
-  return Vector(alt.cos() * az.sin() * r, alt.cos() * az.cos() * r, z);
+  if (alt.cos() == 0) return Vector<3>(0, 0, z);
+  return Vector<3>(alt.cos() * az.sin() * r, alt.cos() * az.cos() * r, z);
 }
 
-template <int N>
-Angle Vector<N>::altitude() const requires(N == 3) {
-  const double h = std::sqrt(m_c[0] * m_c[0] + m_c[1] * m_c[1]);
-  const double l = std::sqrt(h * h + m_c[2] * m_c[2]);
-  return Angle(h / l, m_c[2] / l);
+Angle VectorExtras<3>::altitude() const {
+  const auto& v = static_cast<const Vector<3>&>(*this);
+  const double h = std::sqrt(v[0] * v[0] + v[1] * v[1]);
+  const double l = std::sqrt(h * h + v[2] * v[2]);
+  return Angle(h / l, v[2] / l);
 }
 
-template <int N>
-Angle Vector<N>::azimuth() const requires(N == 3) {
-  const double l = std::sqrt(m_c[1] * m_c[1] + m_c[0] * m_c[0]);
-  return Angle(m_c[1] / l, m_c[0] / l);
+Angle VectorExtras<3>::azimuth() const {
+  const auto& v = static_cast<const Vector<3>&>(*this);
+  const double l = std::sqrt(v[1] * v[1] + v[0] * v[0]);
+  return Angle(v[1] / l, v[0] / l);
 }
+
+}  // namespace QOR::detail
 
 template <int N>
 std::wostream& Vector<N>::putOn(std::wostream& os) const {

@@ -4,35 +4,34 @@
 
 #include <memory>
 
-template <int N>
-NonUniformTransform<N> NonUniformTransform<N>::scale(double sx, double sy) requires(N == 2) {
+namespace QOR::detail {
+
+NonUniformTransform<2> NonUniformExtras<2>::scale(double sx, double sy) {
   const double rows[2][2] = {{sx, 0}, {0, sy}};
-  return NonUniformTransform(rows);
+  return NonUniformTransform<2>(rows);
 }
 
-template <int N>
-NonUniformTransform<N> NonUniformTransform<N>::scale(double sx, double sy, double sz) requires(N == 3) {
+NonUniformTransform<3> NonUniformExtras<3>::scale(double sx, double sy, double sz) {
   const double rows[3][3] = {{sx, 0, 0}, {0, sy, 0}, {0, 0, sz}};
-  return NonUniformTransform(rows);
+  return NonUniformTransform<3>(rows);
 }
 
-template <int N>
-NonUniformTransform<N> NonUniformTransform<N>::axes(const Vector<2>& a, const Vector<2>& b) requires(N == 2) {
+NonUniformTransform<2> NonUniformExtras<2>::axes(const Vector<2>& a, const Vector<2>& b) {
   double rows[2][2];
   a.packToPod(rows[0]);
   b.packToPod(rows[1]);
-  return NonUniformTransform(rows);
+  return NonUniformTransform<2>(rows);
 }
 
-template <int N>
-NonUniformTransform<N> NonUniformTransform<N>::axes(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c)
-  requires(N == 3) {
+NonUniformTransform<3> NonUniformExtras<3>::axes(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c) {
   double rows[3][3];
   a.packToPod(rows[0]);
   b.packToPod(rows[1]);
   c.packToPod(rows[2]);
-  return NonUniformTransform(rows);
+  return NonUniformTransform<3>(rows);
 }
+
+}  // namespace QOR::detail
 
 template <int N>
 NonUniformTransform<N> NonUniformTransform<N>::createFromPod(const double (&rows)[N + 1][N]) {

@@ -16,4 +16,8 @@ run(${CMAKE_COMMAND} -S ${CONSUMER_DIR} -B ${WORK_DIR}/build -G Ninja
     -DCMAKE_PREFIX_PATH=${stage})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/build)
 run(${WINE_RUN} --prefix ${WINE_PREFIX} ${WORK_DIR}/build/consumer.exe)
+string(STRIP "${output}" output)
+if(NOT output STREQUAL EXPECT)
+  message(FATAL_ERROR "consumer printed '${output}', expected '${EXPECT}'")
+endif()
 message(STATUS "consumer printed: ${output}")

@@ -127,7 +127,7 @@ TEST(PerspectiveTransform, SliceDropsTheLastSpatialAxis) {
   const double pod[4][3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 10}, {1, 2, 3}};
   g.preMultiply(NonUniformTransform<3>::createFromPod(pod));
   auto gs = sliceOf(g);
-  ASSERT_EQ(typeid(*gs), typeid(PerspectiveTransform<2>));
+  ASSERT_EQ(dynamicType(*gs), typeid(PerspectiveTransform<2>));
   Rng rng(13);
   for (int n = 0; n < 20; ++n) {
     const Point<2> q2 = rng.point<2>();

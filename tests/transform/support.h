@@ -11,11 +11,19 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <typeinfo>
 
 namespace tfm {
 
 constexpr double kMax = 1.7976931348623157e308;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+// The dynamic type of an object reached through a smart pointer: typeid(*p)
+// would call operator* inside typeid, which clang rightly flags.
+template <typename T>
+const std::type_info& dynamicType(const T& object) {
+  return typeid(object);
+}
 
 template <typename T>
 std::wstring text(const T& value) {

@@ -40,7 +40,7 @@ TEST(UniformTransform2, InverseUndoesAndKeepsTheKind) {
   t *= UniformTransform<2>::rotation(Angle::degrees(30));
   t *= UniformTransform<2>::translation(Vector<2>(1, -2));
   auto inv = inverseOf(t);
-  EXPECT_EQ(typeid(*inv), typeid(UniformTransform<2>));
+  EXPECT_EQ(dynamicType(*inv), typeid(UniformTransform<2>));
   EXPECT_TRUE(near(Point<2>(3, 4) * t * *inv, Point<2>(3, 4)));
 }
 

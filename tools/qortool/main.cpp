@@ -26,7 +26,8 @@ const Command kCommands[] = {
 int help() {
   std::printf("usage: qortool [COMMAND [ARGS...]]\n\ncommands:\n");
   for (const Command& c : kCommands) std::printf("  %-8s %s\n", c.name, c.synopsis);
-  std::printf("  %-8s %s\n", "--help", "list the commands");
+  std::printf("  %-8s %s\n", "--help", "list the commands (also -h)");
+  std::printf("  %-8s %s\n", "--version", "print the library's version");
   return 0;
 }
 
@@ -38,6 +39,10 @@ int main(int argc, char** argv) {
   const char* name = argc > 1 ? argv[1] : "tour";
   if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)
     return help();
+  if (std::strcmp(name, "--version") == 0) {
+    std::printf("qorcor14 %s\n", QORCOR14_VERSION);
+    return 0;
+  }
   Args args(argv + (argc > 1 ? 2 : 1), argv + argc);
   for (const Command& c : kCommands) {
     if (std::strcmp(c.name, name) != 0) continue;

@@ -13,6 +13,9 @@
 #include <ostream>
 
 template <int N> class Vector;
+namespace QOR::detail {
+template <int N> class VectorExtras;
+}
 
 // A plane angle, stored as its cosine and sine.
 //
@@ -87,6 +90,8 @@ public:
 
 private:
   template <int> friend class Vector;
+  friend class QOR::detail::VectorExtras<2>;
+  friend class QOR::detail::VectorExtras<3>;
 
   // Stores the pair as given, without normalising.
   constexpr Angle(double c, double s) : m_cos(c), m_sin(s) {}

@@ -47,12 +47,10 @@ class QORCOR14_API IVector {
 
 public:
   constexpr IVector() noexcept : m_c{} {}
-  constexpr IVector(int x, int y) noexcept
-    requires(N == 2)
-      : m_c{x, y} {}
-  constexpr IVector(int x, int y, int z) noexcept
-    requires(N == 3)
-      : m_c{x, y, z} {}
+  template <int M = N> requires(M == 2)
+  constexpr IVector(int x, int y) noexcept : m_c{x, y} {}
+  template <int M = N> requires(M == 3)
+  constexpr IVector(int x, int y, int z) noexcept : m_c{x, y, z} {}
   // Reads N ints in the order x, y, z.
   constexpr explicit IVector(const int* c) noexcept : m_c{} {
     for (int k = 0; k < N; ++k) m_c[k] = c[k];
@@ -127,12 +125,10 @@ class QORCOR14_API IPoint {
 
 public:
   constexpr IPoint() noexcept : m_c{} {}
-  constexpr IPoint(int x, int y) noexcept
-    requires(N == 2)
-      : m_c{x, y} {}
-  constexpr IPoint(int x, int y, int z) noexcept
-    requires(N == 3)
-      : m_c{x, y, z} {}
+  template <int M = N> requires(M == 2)
+  constexpr IPoint(int x, int y) noexcept : m_c{x, y} {}
+  template <int M = N> requires(M == 3)
+  constexpr IPoint(int x, int y, int z) noexcept : m_c{x, y, z} {}
   // Reads N ints in the order x, y, z.
   constexpr explicit IPoint(const int* c) noexcept : m_c{} {
     for (int k = 0; k < N; ++k) m_c[k] = c[k];
@@ -334,3 +330,9 @@ QORCOR14_EXTERN_TEMPLATE(IPoint<2>)
 QORCOR14_EXTERN_TEMPLATE(IPoint<3>)
 QORCOR14_EXTERN_TEMPLATE(IExtent<2>)
 QORCOR14_EXTERN_TEMPLATE(IExtent<3>)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IPoint<2> IPoint<2>::m_origin)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IPoint<3> IPoint<3>::m_origin)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IExtent<2> IExtent<2>::m_nothing)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IExtent<3> IExtent<3>::m_nothing)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IExtent<2> IExtent<2>::m_everything)
+QORCOR14_EXTERN_TEMPLATE_DATA(const IExtent<3> IExtent<3>::m_everything)

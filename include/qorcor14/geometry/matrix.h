@@ -15,6 +15,23 @@
 
 template <int N> class Matrix;
 
+namespace QOR::detail {
+
+// determinant(), which Matrix<N> has for N = 1..3 only: Matrix<N> derives
+// from MatrixExtras<N>, and only the specialisation for N <= 3 declares it.
+template <int N, bool HasDeterminant = (N <= 3)>
+class QORCOR14_API MatrixExtras {};
+
+template <int N>
+class QORCOR14_API MatrixExtras<N, true> {
+public:
+  // The determinant. For N = 3 it is expanded along the first row as
+  // c1·m01 + c0·m00 + c2·m02.
+  [[nodiscard]] double determinant() const;
+};
+
+}  // namespace QOR::detail
+
 // A view of one row of a Matrix<N>, so that m[i][j] reads an element.
 //
 // Note: it holds a pointer into the matrix and is valid only while the matrix
@@ -42,7 +59,7 @@ private:
 //   Vector<2>(Vector<2>(1, 0), m);    // (1,2), row 0 of m
 //   m * m.inverse();                  // the identity, up to rounding
 template <int N>
-class QORCOR14_API Matrix {
+class QORCOR14_API Matrix : public QOR::detail::MatrixExtras<N> {
 public:
   // The identity.
   constexpr Matrix() : m_m{} {
@@ -76,9 +93,7 @@ public:
   // Element (i, j) of the result is element (j, i) of this matrix.
   [[nodiscard]] Matrix transpose() const;
 
-  // The determinant (not provided for N = 4). For N = 3 it is expanded along
-  // the first row as c1·m01 + c0·m00 + c2·m02.
-  [[nodiscard]] double determinant() const requires(N <= 3);
+  // determinant(), for N <= 3: see QOR::detail::MatrixExtras.
 
   // The inverse: the adjugate over the determinant for N <= 3, Gaussian
   // elimination with scaled partial pivoting for N = 4.
@@ -133,6 +148,9 @@ template <int N>
 inline Point<N>::Point(const Point& p, const Matrix<N>& m, const Vector<N>& t)
     : Point(Vector<N>(p.asVector(), m, t)) {}
 
+QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<1>)
+QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<2>)
+QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<3>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<1>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<2>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<3>)

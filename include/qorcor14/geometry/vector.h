@@ -21,6 +21,40 @@
 
 template <int N> class Matrix;
 template <int N> class Point;
+template <int N> class Vector;
+
+namespace QOR::detail {
+
+// The members that only planar or only spatial vectors have. Vector<N>
+// derives from VectorExtras<N>; each specialisation is exported on its own, so
+// Vector<1> and Vector<4> carry none of them.
+template <int N>
+class QORCOR14_API VectorExtras {};
+
+template <>
+class QORCOR14_API VectorExtras<2> {
+public:
+  // The direction as an Angle, (x, y) divided by length(); NaN for the zero
+  // vector. Vector<2>(r, a) is its inverse.
+  [[nodiscard]] Angle theta() const;
+};
+
+template <>
+class QORCOR14_API VectorExtras<3> {
+public:
+  // The vector of length r at altitude alt above the x-y plane and azimuth az,
+  // measured from +y towards +x (the surveying convention).
+  // Note: only a cosine of alt that is exactly 0 puts the result on the z
+  // axis; altAz(1, Angle::degrees(90), az) keeps tiny x and y.
+  [[nodiscard]] static Vector<3> altAz(double r, Angle alt, Angle az);
+  // The angle up from the x-y plane; NaN for the zero vector.
+  [[nodiscard]] Angle altitude() const;
+  // The angle from +y towards +x of the projection onto the x-y plane; NaN for
+  // a vector along z.
+  [[nodiscard]] Angle azimuth() const;
+};
+
+}  // namespace QOR::detail
 
 // A displacement of N double components.
 //
@@ -30,20 +64,23 @@ template <int N> class Point;
 //   v.unit();             // (0.6,0.8)
 //   dot(v, v.perpendicular());   // 0
 template <int N>
-class QORCOR14_API Vector {
+class QORCOR14_API Vector : public QOR::detail::VectorExtras<N> {
   using CompoundResult = std::conditional_t<N == 2, const Vector&, Vector&>;
 
 public:
   // All components 0.
   constexpr Vector() : m_c{} {}
-  constexpr Vector(double x, double y) requires(N == 2) : m_c{x, y} {}
-  constexpr Vector(double x, double y, double z) requires(N == 3) : m_c{x, y, z} {}
+  template <int M = N> requires(M == 2)
+  constexpr Vector(double x, double y) : m_c{x, y} {}
+  template <int M = N> requires(M == 3)
+  constexpr Vector(double x, double y, double z) : m_c{x, y, z} {}
   // Reads N doubles in component order.
   constexpr explicit Vector(const double* c) : m_c{} {
     for (int i = 0; i < N; ++i) m_c[i] = c[i];
   }
   // The polar form (r·a.cos(), r·a.sin()); theta() is its inverse.
-  Vector(double r, Angle a) requires(N == 2) : m_c{r * a.cos(), r * a.sin()} {}
+  template <int M = N> requires(M == 2)
+  Vector(double r, Angle a) : m_c{r * a.cos(), r * a.sin()} {}
 
   // The row vector v·m: component j is the sum over i of v[i]·m[i][j], in
   // order of i. Defined inline in matrix.h; the library provides them too.
@@ -142,31 +179,21 @@ public:
   [[nodiscard]] friend bool operator!=(const Vector& a, const Vector& b) { return !a.isEql(b); }
 
   // (-y, x): the vector turned by +90 degrees.
-  [[nodiscard]] Vector perpendicular() const requires(N == 2) { return Vector(-m_c[1], m_c[0]); }
+  template <int M = N> requires(M == 2)
+  [[nodiscard]] Vector perpendicular() const { return Vector(-m_c[1], m_c[0]); }
 
   // The quadrant, 1 to 4, counting a zero component as non-negative: the
   // origin and both positive axes are in 1, the negative x axis in 2, the
   // negative y axis in 4.
   // Note: a NaN component counts as negative.
-  [[nodiscard]] int quadrant() const requires(N == 2) {
+  template <int M = N> requires(M == 2)
+  [[nodiscard]] int quadrant() const {
     static constexpr int q[4] = {3, 2, 4, 1};
     return q[2 * (m_c[0] >= 0) + (m_c[1] >= 0)];
   }
 
-  // The direction as an Angle, (x, y) divided by length(); NaN for the zero
-  // vector. Vector<2>(r, a) is its inverse.
-  [[nodiscard]] Angle theta() const requires(N == 2);
-
-  // The vector of length r at altitude alt above the x-y plane and azimuth az,
-  // measured from +y towards +x (the surveying convention).
-  // Note: only a cosine of alt that is exactly 0 puts the result on the z
-  // axis; altAz(1, Angle::degrees(90), az) keeps tiny x and y.
-  [[nodiscard]] static Vector altAz(double r, Angle alt, Angle az) requires(N == 3);
-  // The angle up from the x-y plane; NaN for the zero vector.
-  [[nodiscard]] Angle altitude() const requires(N == 3);
-  // The angle from +y towards +x of the projection onto the x-y plane; NaN for
-  // a vector along z.
-  [[nodiscard]] Angle azimuth() const requires(N == 3);
+  // Vector<2> has theta(), Vector<3> altAz(), altitude() and azimuth(): see
+  // QOR::detail::VectorExtras.
 
   // Writes (x,y,...) with the stream's own number formatting and no spaces.
   friend std::wostream& operator<<(std::wostream& os, const Vector& v) { return v.putOn(os); }
@@ -211,8 +238,10 @@ class QORCOR14_API Point {
 public:
   // All components 0.
   constexpr Point() : m_c{} {}
-  constexpr Point(double x, double y) requires(N == 2) : m_c{x, y} {}
-  constexpr Point(double x, double y, double z) requires(N == 3) : m_c{x, y, z} {}
+  template <int M = N> requires(M == 2)
+  constexpr Point(double x, double y) : m_c{x, y} {}
+  template <int M = N> requires(M == 3)
+  constexpr Point(double x, double y, double z) : m_c{x, y, z} {}
   // Reads N doubles in component order.
   constexpr explicit Point(const double* c) : m_c{} {
     for (int i = 0; i < N; ++i) m_c[i] = c[i];
@@ -303,3 +332,6 @@ QORCOR14_EXTERN_TEMPLATE(Vector<4>)
 QORCOR14_EXTERN_TEMPLATE(Point<1>)
 QORCOR14_EXTERN_TEMPLATE(Point<2>)
 QORCOR14_EXTERN_TEMPLATE(Point<3>)
+QORCOR14_EXTERN_TEMPLATE_DATA(const Point<1> Point<1>::m_origin)
+QORCOR14_EXTERN_TEMPLATE_DATA(const Point<2> Point<2>::m_origin)
+QORCOR14_EXTERN_TEMPLATE_DATA(const Point<3> Point<3>::m_origin)

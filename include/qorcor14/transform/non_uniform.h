@@ -8,6 +8,36 @@
 
 #include <ostream>
 
+template <int N> class NonUniformTransform;
+
+namespace QOR::detail {
+
+// The factories that take one argument per axis. NonUniformTransform<N>
+// derives from NonUniformExtras<N>; each specialisation is exported on its
+// own, so each dimension carries only its own forms.
+template <int N>
+class QORCOR14_API NonUniformExtras {};
+
+template <>
+class QORCOR14_API NonUniformExtras<2> {
+public:
+  // M = diag(sx, sy), no translation.
+  [[nodiscard]] static NonUniformTransform<2> scale(double sx, double sy);
+  // M rows a and b, no translation.
+  [[nodiscard]] static NonUniformTransform<2> axes(const Vector<2>& a, const Vector<2>& b);
+};
+
+template <>
+class QORCOR14_API NonUniformExtras<3> {
+public:
+  // M = diag(sx, sy, sz), no translation.
+  [[nodiscard]] static NonUniformTransform<3> scale(double sx, double sy, double sz);
+  // M rows a, b and c, no translation.
+  [[nodiscard]] static NonUniformTransform<3> axes(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c);
+};
+
+}  // namespace QOR::detail
+
 // A general affine map: matrix M and translation t, nothing promised about M.
 //
 // Example:
@@ -19,7 +49,7 @@
 // Note: axes() takes its vectors as the rows of M unchanged: they are neither
 // normalised nor made orthogonal.
 template <int N>
-class QORCOR14_API NonUniformTransform : public AffineTransform<N> {
+class QORCOR14_API NonUniformTransform : public AffineTransform<N>, public QOR::detail::NonUniformExtras<N> {
 public:
   // The identity.
   NonUniformTransform() = default;
@@ -28,15 +58,7 @@ public:
   // The matrix and translation of any affine transform.
   NonUniformTransform(const AffineTransform<N>& a) : AffineTransform<N>(a) {}
 
-  // M = diag(sx, sy), no translation.
-  [[nodiscard]] static NonUniformTransform scale(double sx, double sy) requires(N == 2);
-  // M = diag(sx, sy, sz), no translation.
-  [[nodiscard]] static NonUniformTransform scale(double sx, double sy, double sz) requires(N == 3);
-  // M rows a and b, no translation.
-  [[nodiscard]] static NonUniformTransform axes(const Vector<2>& a, const Vector<2>& b) requires(N == 2);
-  // M rows a, b and c, no translation.
-  [[nodiscard]] static NonUniformTransform axes(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c)
-    requires(N == 3);
+  // scale(sx, sy[, sz]) and axes(a, b[, c]): see QOR::detail::NonUniformExtras.
   // Rows 0 … N−1 the matrix, row N the translation, copied as they are.
   [[nodiscard]] static NonUniformTransform createFromPod(const double (&rows)[N + 1][N]);
 
@@ -60,6 +82,8 @@ public:
   }
 
 private:
+  friend class QOR::detail::NonUniformExtras<N>;
+
   explicit NonUniformTransform(const double (*rows)[N]) : AffineTransform<N>(rows) {}
   NonUniformTransform(const Matrix<N>& m, const Vector<N>& t) : AffineTransform<N>(m, t) {}
 };

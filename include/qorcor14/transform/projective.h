@@ -105,3 +105,5 @@ private:
 
 QORCOR14_EXTERN_TEMPLATE(PerspectiveTransform<2>)
 QORCOR14_EXTERN_TEMPLATE(PerspectiveTransform<3>)
+QORCOR14_EXTERN_TEMPLATE_DATA(const Matrix<3> PerspectiveTransform<2>::m_unitTrn)
+QORCOR14_EXTERN_TEMPLATE_DATA(const Matrix<4> PerspectiveTransform<3>::m_unitTrn)
