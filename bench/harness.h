@@ -59,7 +59,11 @@ class Suite {
 void addGeometryCases(Suite& suite);
 void addCodePointCases(Suite& suite);
 void addUtf8Cases(Suite& suite);
+void addStreamCases(Suite& suite);
+void addCsvCases(Suite& suite);
 void addArcCases(Suite& suite);
 void addTransformCases(Suite& suite);
+void addLockCases(Suite& suite);
+void addObjectCases(Suite& suite);
 
 }  // namespace bench

@@ -10,6 +10,10 @@ int main(int argc, char** argv) {
   bench::addTransformCases(suite);
   bench::addCodePointCases(suite);
   bench::addUtf8Cases(suite);
+  bench::addLockCases(suite);
+  bench::addObjectCases(suite);
+  bench::addStreamCases(suite);
+  bench::addCsvCases(suite);
   int run = suite.run(argc > 1 ? argv[1] : "");
   if (run == 0) {
     std::fprintf(stderr, "qorbench: no case matches '%s'\n", argc > 1 ? argv[1] : "");

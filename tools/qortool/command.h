@@ -38,5 +38,8 @@ int runChar(const Args& args);
 int runNumber(const Args& args);
 int runArc(const Args& args);
 int runTransform(const Args& args);
+int runUuid(const Args& args);
+int runQuark(const Args& args);
+int runCsv(const Args& args);
 
 }  // namespace qortool

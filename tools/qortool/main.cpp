@@ -21,6 +21,12 @@ const Command kCommands[] = {
      "transform [--3d] OP... [--points X Y ...] [--extent LO HI]: chain translate, rotate, scale, stretch, mirror, "
      "perspective; e.g. transform translate 1 2 rotate 90 scale 2 --points 1 0 --extent 0 0 1 1",
      runTransform},
+    {"uuid", "uuid [TEXT]: a new UUID, or TEXT checked and normalised (exit 2 when it is not a UUID)", runUuid},
+    {"quark", "quark TEXT...: intern the texts; which share one quark, their ordinal and collating orders", runQuark},
+    {"csv",
+     "csv [FILE] [--columns \"A,B\"] [--format table|tsv|json|csv] [--to OUT --encoding utf8|utf16le|utf16be|ansi]: "
+     "show or re-encode a CSV file (no FILE: a built-in sample; csv --help for more)",
+     runCsv},
 };
 
 int help() {

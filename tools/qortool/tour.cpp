@@ -1,11 +1,98 @@
 // The default output: each geometry type in its text form.
 #include "command.h"
 
+#include <qorcor14/errors.h>
 #include <qorcor14/geometry.h>
+#include <qorcor14/object.h>
+#include <qorcor14/stream.h>
+#include <qorcor14/text.h>
+
+#include <windows.h>
+
+#include <memory>
 
 #include <sstream>
 
 namespace qortool {
+namespace {
+
+// A CSV file written in UTF-16LE by a TextWriter, read back by name (the mark
+// tells the encoding) through a headed CSVParser; and the lines of a text.
+void tourTextFiles(std::wostringstream& out) {
+  out << L"\nText files and CSV (qortool csv --help for more)\n";
+  wchar_t temp[MAX_PATH + 1];
+  GetTempPathW(MAX_PATH + 1, temp);
+  const std::wstring name = std::wstring(temp) + L"qortool-tour-" + std::to_wstring(GetCurrentProcessId()) + L".csv";
+  try {
+    {
+      std::unique_ptr<QOR::TextWriter> w(QOR::TextWriter::create(name, QOR::Create, QOR::UTF16le));
+      w->write(L"Id,Name,Note\n1,\"M\u00fcller, J.\",\"two\nlines\"\n2,\u5c71\u7530,\"say \"\"hi\"\"\"");
+      w->close();
+    }
+    std::unique_ptr<QOR::TextReader> r(QOR::TextReader::create(name));
+    std::unique_ptr<QOR::CSVParser> p(QOR::CSVParser::create(L"Name,Note,Email"));
+    QOR::CSVRecordReader records(*p, *r);
+    out << L"  UTF-16LE file read back with columns Name,Note,Email:\n";
+    std::vector<std::wstring> fields;
+    while (records.next(fields)) {
+      out << L"   ";
+      for (const std::wstring& f : fields) {
+        std::wstring shown = f;
+        for (wchar_t& c : shown)
+          if (c == L'\n') c = L'|';
+        out << L" [" << shown << L"]";
+      }
+      out << L"\n";
+    }
+    std::vector<bool> missing;
+    p->missingColumns(missing);
+    out << L"  Email missing from the header line: " << (missing[2] ? L"yes" : L"no") << L"\n";
+    r->close();
+  } catch (const QOR::QorError& e) {
+    out << L"  (" << e.wWhat() << L")\n";
+  }
+  DeleteFileW(name.c_str());
+
+  const std::wstring text = L"one\r\ntwo\r\rthree\n\nfive\n";
+  using Lines = TextLineIterator<const wchar_t*>;
+  const wchar_t* b = text.data();
+  const wchar_t* e = b + text.size();
+  out << L"  lines of \"one CR LF two CR CR three LF LF five LF\":";
+  for (Lines i = Lines::begin(b, e), end = Lines::end(b, e); i != end; ++i) out << L" [" << *i << L"]";
+  Lines last = Lines::end(b, e);
+  --last;
+  out << L", last " << *last << L"\n";
+}
+
+}  // namespace
+
+
+namespace {
+
+// Quarks, identifiers, a UUID and an event list with one listener.
+void tourObjectModel(std::wostringstream& out) {
+  out << L"\nObject model (qortool quark and qortool uuid for more)\n";
+  const Quark a = Quark::create(L"layer"), b = Quark::create(std::wstring(L"layer").c_str());
+  out << L"  two quarks of \"layer\" share one pointer: " << (a == b ? L"yes" : L"no")
+      << L"; the empty text is a quark, not nullQuark: " << (Quark::create(L"") != nullQuark ? L"yes" : L"no") << L"\n";
+  const Identifier first, second;
+  out << L"  identifiers " << first << L" " << second << L"\n";
+  out << L"  nil UUID " << QOR::UUID().toString() << L"\n";
+
+  struct Sum : EVSubscription<int> {
+    explicit Sum(EVSubscriptionList<int>& list) : EVSubscription(list) {}
+    ~Sum() override { destroy(); }
+    void operator()(const int& v) override { total += v; }
+    int total = 0;
+  };
+  auto changed = EVSubscriptionList<int>::create();
+  Sum sum(*changed);
+  (*changed)(2);
+  (*changed)(40);
+  out << L"  an event fired with 2 and 40 reaches its listener: total " << sum.total << L"\n";
+}
+
+}  // namespace
 
 int runTour(const Args& args) {
   if (!args.empty()) throw UsageError("takes no arguments");
@@ -40,6 +127,9 @@ int runTour(const Args& args) {
   out << L"  " << e1 << L" & " << Extent<2>(Point<2>(5, 5), Point<2>(6, 6)) << L" = "
       << (e1 & Extent<2>(Point<2>(5, 5), Point<2>(6, 6))) << L"\n";
   out << L"  empty extent plus (3,4) = " << Extent<2>() + Point<2>(3, 4) << L"\n";
+
+  tourTextFiles(out);
+  tourObjectModel(out);
 
   print(out.str());
   return 0;

@@ -1,0 +1,258 @@
+// The raw and the headed CSV parser.
+#include "csv_parsers.h"
+
+#include <qorcor14/text/codepoint.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace QOR {
+
+CSVParser::~CSVParser() = default;
+
+CSVParser* CSVParser::create() { return new detail::RawCSVParser(); }
+
+CSVParser* CSVParser::create(const std::wstring& columns) {
+  // The names are one CSV line: split by a raw parser of their own, so that
+  // quoting and trimming apply to them as to data.
+  std::vector<std::wstring> names;
+  detail::RawCSVParser split;
+  const std::wstring line = columns + L'\n';
+  split.parse(names, line);
+  return new detail::HeadedCSVParser(std::move(names));
+}
+
+namespace detail {
+namespace {
+
+constexpr bool isLineEnd(unsigned int c) {
+  return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
+}
+
+bool isWhite(unsigned int c) { return isUspace(CodePoint::codePoint(c)); }
+
+// The next field of a record of `used` fields, empty: the string already at
+// that place in `fields`, cleared, or a new one.
+std::wstring& newField(std::vector<std::wstring>& fields, std::size_t& used) {
+  if (used < fields.size()) fields[used].clear();
+  else fields.emplace_back();
+  return fields[used++];
+}
+
+}  // namespace
+
+void RawCSVParser::missingColumns(std::vector<bool>& missing) { missing.clear(); }
+
+// A record's fields reuse the strings already in `fields`: clearing the record
+// only sets `used` to 0, a new field clears and fills the next string (keeping
+// its storage), and every return cuts `fields` to `used`. The caller sees
+// exactly the record, without an allocation per field and record.
+bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
+  std::size_t used = fields.size();
+  switch (m_lineEnd) {
+    case textUsedUp:
+      m_pos = text.data();
+      m_end = m_pos + text.size();
+      break;
+    case afterLineEnd:
+      used = 0;
+      m_fieldState = recordStart;
+      break;
+    default:  // afterCarriageReturn
+      m_pos = text.data();
+      m_end = m_pos + text.size();
+      if (m_pos == m_end) return false;
+      if (*m_pos == L'\n') ++m_pos;
+      used = 0;
+      m_fieldState = recordStart;
+      break;
+  }
+  if (m_fieldState == recordStart) used = 0;
+
+  for (;;) {
+    if (m_pos == m_end) {
+      m_lineEnd = textUsedUp;
+      fields.resize(used);
+      return false;
+    }
+
+    if ((m_fieldState == unquoted && takeUnquotedRun(fields[used - 1])) ||
+        (m_fieldState == quoted && takeQuotedRun(fields[used - 1]))) {
+      m_lineEnd = textUsedUp;
+      continue;
+    }
+
+    // One code point: a pair combined, any other unit as it stands.
+    const wchar_t* from = m_pos;
+    unsigned int c = static_cast<unsigned int>(*m_pos++);
+    if (isSurrogateA(c) && m_pos != m_end && isSurrogateB(static_cast<unsigned int>(*m_pos)))
+      c = ((c - 0xD800) << 10 | (static_cast<unsigned int>(*m_pos++) - 0xDC00)) + 0x10000;
+
+    if (!isLineEnd(c)) {
+      m_lineEnd = textUsedUp;
+    } else {
+      m_lineEnd = c == 0x0D ? afterCarriageReturn : afterLineEnd;
+      if (m_fieldState != quoted) {
+        if (m_fieldState == afterSeparator) newField(fields, used);
+        else if (m_fieldState != recordStart) fields[used - 1].resize(m_keptLength);
+        if (m_lineEnd == afterCarriageReturn && m_pos != m_end && *m_pos == L'\n') {
+          ++m_pos;
+          m_lineEnd = afterLineEnd;
+        }
+        fields.resize(used);
+        return true;
+      }
+    }
+    take(fields, used, c, from);
+  }
+}
+
+bool RawCSVParser::takeUnquotedRun(std::wstring& field) {
+  // Everything but a comma and a line end extends an unquoted field; the kept
+  // length follows the last character that is not white space.
+  const wchar_t* run = m_pos;
+  const wchar_t* kept = nullptr;
+  for (; run != m_end; ++run) {
+    const unsigned int c = static_cast<unsigned int>(*run);
+    if (c < 0x80) {
+      if (c == L',' || c == 0x0A || c == 0x0C || c == 0x0D) break;
+      if (c != 0x20 && (c < 0x09 || c > 0x0D)) kept = run + 1;
+    } else if (c < 0xA0) {
+      if (c == 0x85) break;
+      kept = run + 1;  // the other C1 controls are neither white nor line ends
+    } else if (!isWhite(c)) {
+      kept = run + 1;  // surrogates included: never white, never line ends
+    } else if (c == 0x2028 || c == 0x2029) {
+      break;
+    }
+  }
+  if (run == m_pos) return false;
+  const std::size_t before = field.size();
+  field.append(m_pos, run);
+  if (kept != nullptr) m_keptLength = before + static_cast<std::size_t>(kept - m_pos);
+  m_pos = run;
+  return true;
+}
+
+bool RawCSVParser::takeQuotedRun(std::wstring& field) {
+  // Everything but a quote extends a quoted field; line ends are taken one at
+  // a time, as they set the line-end state.
+  const wchar_t* run = m_pos;
+  while (run != m_end && *run != L'"' && !isLineEnd(static_cast<unsigned int>(*run))) ++run;
+  if (run == m_pos) return false;
+  field.append(m_pos, run);
+  m_keptLength = field.size();
+  m_pos = run;
+  return true;
+}
+
+void RawCSVParser::take(std::vector<std::wstring>& fields, std::size_t& used, unsigned int c, const wchar_t* from) {
+  switch (m_fieldState) {
+    case recordStart:
+    case afterSeparator:
+      if (isWhite(c)) return;
+      if (c == L',') {
+        newField(fields, used);
+        m_fieldState = afterSeparator;
+      } else if (c == L'"') {
+        newField(fields, used);
+        m_keptLength = 0;
+        m_fieldState = quoted;
+      } else {
+        // c starts an unquoted field; the run takes it and what follows.
+        std::wstring& field = newField(fields, used);
+        m_fieldState = unquoted;
+        m_pos = from;
+        takeUnquotedRun(field);
+      }
+      return;
+    case unquoted: {
+      std::wstring& field = fields[used - 1];
+      if (c == L',') {
+        field.resize(m_keptLength);
+        m_fieldState = afterSeparator;
+        return;
+      }
+      field.append(from, m_pos);
+      if (!isWhite(c)) m_keptLength = field.size();
+      return;
+    }
+    case quoted:
+      takeQuoted(fields[used - 1], c, from);
+      return;
+    case quoteInQuoted:
+      if (c == L'"') {
+        // A doubled quote: the provisional one stays as data, this one goes.
+        m_keptLength = fields[used - 1].size();
+        m_fieldState = quoted;
+        return;
+      }
+      break;
+    default:  // afterClosingQuote
+      break;
+  }
+
+  // After what may have been the closing quote.
+  std::wstring& field = fields[used - 1];
+  if (isWhite(c)) {
+    field.append(from, m_pos);
+    m_fieldState = afterClosingQuote;
+  } else if (c == L',') {
+    field.resize(m_keptLength);
+    m_fieldState = afterSeparator;
+  } else {
+    // It was no closing quote: it and the white space after it are data.
+    m_keptLength = field.size();
+    takeQuoted(field, c, from);
+  }
+}
+
+void RawCSVParser::takeQuoted(std::wstring& field, unsigned int c, const wchar_t* from) {
+  if (c == L'"') {
+    // Provisional: kept only if data follows or the quote is doubled.
+    field.push_back(L'"');
+    m_fieldState = quoteInQuoted;
+    return;
+  }
+  field.append(from, m_pos);
+  m_keptLength = field.size();
+  m_fieldState = quoted;
+}
+
+HeadedCSVParser::HeadedCSVParser(std::vector<std::wstring> names)
+    : m_raw(std::make_unique<RawCSVParser>()),
+      m_names(std::move(names)),
+      m_columnMap(m_names.size(), SIZE_MAX) {}
+
+void HeadedCSVParser::missingColumns(std::vector<bool>& missing) {
+  missing.clear();
+  for (const std::size_t column : m_columnMap) missing.push_back(column == SIZE_MAX);
+}
+
+bool HeadedCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
+  for (;;) {
+    if (!m_raw->parse(m_rawFields, text)) return false;
+    if (!m_headerPending) break;
+    // The input's header line: find each requested name in it.
+    for (std::size_t j = 0; j < m_names.size(); ++j) {
+      m_columnMap[j] = SIZE_MAX;
+      for (std::size_t k = 0; k < m_rawFields.size(); ++k) {
+        if (m_rawFields[k] == m_names[j]) {
+          m_columnMap[j] = k;
+          break;
+        }
+      }
+    }
+    m_headerPending = false;
+  }
+  fields.resize(m_names.size());
+  for (std::size_t j = 0; j < m_names.size(); ++j) {
+    const std::size_t column = m_columnMap[j];
+    if (column != SIZE_MAX && column < m_rawFields.size()) fields[j].swap(m_rawFields[column]);
+    else fields[j].clear();
+  }
+  return true;
+}
+
+}  // namespace detail
+}  // namespace QOR

@@ -1,0 +1,120 @@
+// RawFileImp: the byte streams over the C runtime's wide stdio functions, and
+// RawFileError, which turns a runtime failure into a catalogue message.
+#include <qorcor14/stream/raw.h>
+
+#include <qorcor14/errors.h>
+#include <qorcor14/text/strings.h>
+
+#include <qormsg.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace QOR {
+
+RawReader::~RawReader() = default;
+RawWriter::~RawWriter() = default;
+
+FILE* fileOpen(const std::wstring& name, const std::wstring& mode) {
+  return _wfopen(name.c_str(), mode.c_str());
+}
+
+} // namespace QOR
+
+namespace {
+
+// Catalogue entry `number` formatted with the file name and the runtime's
+// text for err.
+class RawFileError : public QOR::QorError {
+public:
+  RawFileError(unsigned int number, const std::wstring& name, int err) {
+    setup(stringPrintf(qorMsg(number).c_str(), name.c_str(), std::strerror(err)));
+  }
+};
+
+enum : unsigned int { kOpenFailed = 249, kCreateFailed = 250, kReadFailed = 251, kWriteFailed = 252,
+                      kCloseFailed = 253 };
+
+class RawFileImp final : public QOR::RawFileWriter {
+public:
+  RawFileImp(std::wstring name, std::FILE* file) : m_name(std::move(name)), m_file(file) {}
+
+  ~RawFileImp() override {
+    if (m_file) std::fclose(m_file);
+  }
+
+  RawFileImp(const RawFileImp&) = delete;
+  RawFileImp& operator=(const RawFileImp&) = delete;
+
+  std::wstring name() const override { return m_name; }
+
+  std::size_t read(void* buf, std::size_t n) override {
+    requireOpen(kReadFailed);
+    const std::size_t got = std::fread(buf, 1, n, m_file);
+    if (std::ferror(m_file)) throw RawFileError(kReadFailed, m_name, errno);
+    return got;
+  }
+
+  long long seek(long long offset, QOR::SeekOrigin origin) override {
+    requireOpen(kReadFailed);
+    if (offset != 0 || origin != QOR::seekCurrent) {
+      const int whence = origin == QOR::seekBegin ? SEEK_SET : origin == QOR::seekCurrent ? SEEK_CUR : SEEK_END;
+      if (_fseeki64(m_file, offset, whence) == -1) throw RawFileError(kReadFailed, m_name, errno);
+    }
+    const long long position = _ftelli64(m_file);
+    if (position == -1) throw RawFileError(kReadFailed, m_name, errno);
+    return position;
+  }
+
+  void close() override {
+    if (!m_file) return;
+    std::FILE* const file = m_file;
+    m_file = nullptr;  // closed even when fclose fails
+    if (std::fclose(file) == EOF) throw RawFileError(kCloseFailed, m_name, errno);
+  }
+
+  void write(const void* buf, std::size_t n) override {
+    requireOpen(kWriteFailed);
+    std::fwrite(buf, 1, n, m_file);
+    if (std::ferror(m_file)) throw RawFileError(kWriteFailed, m_name, errno);
+  }
+
+  // A closed file has nothing left to flush.
+  void flush() override {
+    if (m_file && std::fflush(m_file) == EOF) throw RawFileError(kWriteFailed, m_name, errno);
+  }
+
+private:
+  // Reading, writing and seeking a closed file fail with the operation's
+  // entry and EBADF instead of handing a null stream to the runtime.
+  void requireOpen(unsigned int number) const {
+    if (!m_file) throw RawFileError(number, m_name, EBADF);
+  }
+
+  std::wstring m_name;
+  std::FILE* m_file;
+};
+
+RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, unsigned int number) {
+  std::FILE* const file = _wfopen(name.c_str(), mode);
+  if (!file) throw RawFileError(number, name, errno);
+  try {
+    return new RawFileImp(name, file);
+  } catch (...) {
+    std::fclose(file);  // the allocation failed: nothing may stay open
+    throw;
+  }
+}
+
+} // namespace
+
+namespace QOR {
+
+RawFileReader* rawOpen(const std::wstring& name) { return openRaw(name, L"rb", kOpenFailed); }
+
+RawFileWriter* rawCreate(const std::wstring& name) { return openRaw(name, L"w+b", kCreateFailed); }
+
+RawFileWriter* rawAppend(const std::wstring& name) { return openRaw(name, L"a+b", kCreateFailed); }
+
+} // namespace QOR

@@ -1,0 +1,173 @@
+// The line reader shared by every encoding: the buffer refill, the code point
+// checks, line breaks, and the copying of plain runs.
+#include "text_reader_imp.h"
+
+#include <qorcor14/errors.h>
+#include <qorcor14/text/strings.h>
+
+#include <qormsg.h>
+
+#include <emmintrin.h>
+
+#include <bit>
+#include <cstring>
+
+namespace QOR::detail {
+namespace {
+
+constexpr bool isSurrogate(unsigned int cp) { return (cp & 0xFFFFF800u) == 0xD800u; }
+
+// Units that end a line on their own; CR (which may take a LF with it) aside.
+constexpr bool isBreak(unsigned int cp) {
+  return cp == 0x0A || cp == 0x0C || cp == 0x85 || cp == 0x2028 || cp == 0x2029;
+}
+
+// Bytes below 0x80 that are not LF, FF or CR.
+constexpr bool isPlainByte(unsigned int b) { return b < 0x80 && b != 0x0A && b != 0x0C && b != 0x0D; }
+
+constexpr bool isPlainUnit(unsigned int u) { return !isSurrogate(u) && !isBreak(u) && u != 0x0D; }
+
+// The length of the run of plain bytes at [p, end).
+std::size_t plainBytes(const unsigned char* p, const unsigned char* end) {
+  const unsigned char* q = p;
+  for (; end - q >= 16; q += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+    const __m128i breaks = _mm_or_si128(
+        _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A)),
+        _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C)), _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D))));
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(x, breaks)));
+    if (mask) return static_cast<std::size_t>(q - p) + static_cast<unsigned>(std::countr_zero(mask));
+  }
+  while (q != end && isPlainByte(*q)) ++q;
+  return static_cast<std::size_t>(q - p);
+}
+
+// The 16-bit lanes of x swapped to the other byte order.
+inline __m128i swapBytes(__m128i x) { return _mm_or_si128(_mm_slli_epi16(x, 8), _mm_srli_epi16(x, 8)); }
+
+// The number of plain units in the run at [p, end), read in the given order.
+std::size_t plainUnits(const unsigned char* p, const unsigned char* end, bool bigEndian) {
+  const unsigned char* q = p;
+  for (; end - q >= 16; q += 16) {
+    __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
+    if (bigEndian) x = swapBytes(x);
+    const __m128i surrogate = _mm_cmpeq_epi16(_mm_and_si128(x, _mm_set1_epi16(static_cast<short>(0xF800))),
+                                              _mm_set1_epi16(static_cast<short>(0xD800)));
+    __m128i stop = _mm_or_si128(surrogate, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x0A)));
+    stop = _mm_or_si128(stop, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x0C)));
+    stop = _mm_or_si128(stop, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x0D)));
+    stop = _mm_or_si128(stop, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x85)));
+    stop = _mm_or_si128(stop, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x2028)));
+    stop = _mm_or_si128(stop, _mm_cmpeq_epi16(x, _mm_set1_epi16(0x2029)));
+    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(stop));
+    if (mask) return (static_cast<std::size_t>(q - p) + static_cast<unsigned>(std::countr_zero(mask))) / 2;
+  }
+  for (; end - q >= 2; q += 2) {
+    const unsigned u = bigEndian ? (q[0] << 8 | q[1]) : (q[1] << 8 | q[0]);
+    if (!isPlainUnit(u)) break;
+  }
+  return static_cast<std::size_t>(q - p) / 2;
+}
+
+// Widens n bytes to n units.
+void widen(const unsigned char* p, std::size_t n, wchar_t* out) {
+  const __m128i zero = _mm_setzero_si128();
+  for (; n >= 16; n -= 16, p += 16, out += 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(x, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(x, zero));
+  }
+  for (; n; --n) *out++ = static_cast<wchar_t>(*p++);
+}
+
+// Copies n units stored big-endian.
+void copySwapped(const unsigned char* p, std::size_t n, wchar_t* out) {
+  for (; n >= 8; n -= 8, p += 16, out += 8)
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                     swapBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+  for (; n; --n, p += 2) *out++ = static_cast<wchar_t>(p[0] << 8 | p[1]);
+}
+
+} // namespace
+
+TextReaderImp::Next TextReaderImp::next(unsigned int& cp, bool consume) {
+  if (m_pos < m_count) {
+    if (const std::size_t k = decode(cp, m_buffer + m_pos, m_count - m_pos)) {
+      if (cp > 0x10FFFF || isSurrogate(cp)) return Next::bad;
+      if (consume) m_pos += k;
+      return Next::ok;
+    }
+  }
+  // The buffer is empty or ends in an incomplete sequence: keep the unread
+  // bytes, move them to the front and fill up behind them.
+  const std::size_t rest = m_count - m_pos;
+  std::memmove(m_buffer, m_buffer + m_pos, rest);
+  m_pos = 0;
+  m_count = rest;
+  m_count += m_raw.read(m_buffer + rest, kBufferSize - rest);
+  if (m_count == 0) return Next::end;
+  const std::size_t k = decode(cp, m_buffer, m_count);
+  if (k == 0 || cp > 0x10FFFF || isSurrogate(cp)) return Next::bad;
+  if (consume) m_pos = k;
+  return Next::ok;
+}
+
+void TextReaderImp::copyRun(std::wstring& line) {
+  const unsigned char* const p = m_buffer + m_pos;
+  const unsigned char* const end = m_buffer + m_count;
+  const std::size_t units = m_runs == PlainRuns::bytes ? plainBytes(p, end)
+                                                       : plainUnits(p, end, m_runs == PlainRuns::unitsBE);
+  if (units == 0) return;
+  const std::size_t old = line.size();
+  line.resize(old + units);
+  wchar_t* const out = line.data() + old;
+  if (m_runs == PlainRuns::bytes) {
+    widen(p, units, out);
+    m_pos += units;
+  } else {
+    if (m_runs == PlainRuns::unitsLE)
+      std::memcpy(out, p, units * 2);
+    else
+      copySwapped(p, units, out);
+    m_pos += units * 2;
+  }
+}
+
+bool TextReaderImp::readLine(std::wstring& line) {
+  line.clear();
+  bool any = false;
+  for (;;) {
+    if (m_runs != PlainRuns::none && m_pos < m_count) {
+      const std::size_t before = line.size();
+      copyRun(line);
+      any = any || line.size() != before;
+    }
+    unsigned int cp = 0;
+    const Next got = next(cp, true);
+    if (got == Next::end) return any;
+    // The line so far stays in `line`; the position stays before the bytes.
+    if (got == Next::bad) fail();
+    any = true;
+    if (isBreak(cp)) return true;
+    if (cp == 0x0D) {
+      // A LF right after the CR belongs to it; anything else, including bytes
+      // that do not decode, is left for the next call.
+      unsigned int after = 0;
+      if (next(after, false) == Next::ok && after == 0x0A) next(after, true);
+      return true;
+    }
+    if (cp <= 0xFFFF) {
+      line.push_back(static_cast<wchar_t>(cp));
+    } else {
+      cp -= 0x10000;
+      line.push_back(static_cast<wchar_t>(0xD800 | (cp >> 10)));
+      line.push_back(static_cast<wchar_t>(0xDC00 | (cp & 0x3FF)));
+    }
+  }
+}
+
+void TextReaderImp::fail() const {
+  throw QorError(stringPrintf(qorMsg(248).c_str(), m_raw.name().c_str()));
+}
+
+} // namespace QOR::detail

@@ -1,0 +1,356 @@
+#include "stream_test_support.h"
+
+#include <qorcor14/errors.h>
+#include <qorcor14/stream/csv.h>
+#include <qorcor14/stream/text_file.h>
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Fields = std::vector<std::wstring>;
+using Records = std::vector<Fields>;
+
+std::unique_ptr<QOR::CSVParser> rawParser() { return std::unique_ptr<QOR::CSVParser>(QOR::CSVParser::create()); }
+
+// The chunk protocol as the parser's contract states it: each chunk is
+// repeated until parse returns false. At most `limit` records, so that a
+// looping parser fails the test instead of hanging it.
+Records feedRepeating(QOR::CSVParser& p, const std::vector<std::wstring>& chunks, std::size_t limit = 1000) {
+  Records out;
+  Fields f;
+  for (const std::wstring& chunk : chunks)
+    while (out.size() < limit && p.parse(f, chunk)) out.push_back(f);
+  return out;
+}
+
+// The safe protocol: after a true return an empty string, which a parser
+// waiting for the chunk after a carriage return takes (and returns false).
+Records feedSafely(QOR::CSVParser& p, const std::vector<std::wstring>& chunks) {
+  static const std::wstring none;
+  Records out;
+  Fields f;
+  for (const std::wstring& chunk : chunks)
+    for (bool got = p.parse(f, chunk); got && out.size() < 1000; got = p.parse(f, none)) out.push_back(f);
+  return out;
+}
+
+Records readAll(QOR::CSVRecordReader& reader) {
+  Records out;
+  Fields f;
+  while (out.size() < 1000 && reader.next(f)) out.push_back(f);
+  return out;
+}
+
+Records recordsOf(const std::wstring& text, const wchar_t* columns = nullptr) {
+  std::unique_ptr<QOR::CSVParser> p(columns ? QOR::CSVParser::create(columns) : QOR::CSVParser::create());
+  QOR::CSVRecordReader reader(*p, text);
+  return readAll(reader);
+}
+
+TEST(CSVParser, FieldRules) {
+  const struct {
+    const wchar_t* chunk;
+    Records records;
+  } cases[] = {
+      {L"a, b ,c\n", {{L"a", L"b", L"c"}}},
+      {L"\"x,y\",z\n", {{L"x,y", L"z"}}},
+      {L"\"say \"\"hi\"\"\"\n", {{L"say \"hi\""}}},
+      {L"a,,b,\n", {{L"a", L"", L"b", L""}}},
+      {L"\n", {{}}},
+      {L"\"ab\"  ,c\n", {{L"ab", L"c"}}},
+      {L"\"ab\"cd\",e\n", {{L"ab\"cd", L"e"}}},
+      {L"\"ab\"cd\n", {}},  // the line feed is data of the reopened quoted field
+      {L"\"ab\" \"cd\"\n", {{L"ab\" \"cd"}}},
+      {L"a\"b\" c \t,\" q \"\n", {{L"a\"b\" c", L" q "}}},
+      {L",\n", {{L"", L""}}},
+      {L" \"\" , \v\n", {{L"", L""}}},
+      {L"\"a\r\nb\"\r\n", {{L"a\r\nb"}}},
+      {L"a\x2028" L"b\x2029" L"c\f" L"d\x85" L"e\v\n", {{L"a"}, {L"b"}, {L"c"}, {L"d"}, {L"e"}}},
+      {L"\x3000\xFEFF" L"a\x00A0 b\x2002,\U0001F600 \n", {{L"a\x00A0 b", L"\U0001F600"}}},
+      {L"\xD800,\xDC00" L"x\n", {{L"\xD800", L"\xDC00" L"x"}}},
+      {L"a\r\nb\n\nc\n", {{L"a"}, {L"b"}, {}, {L"c"}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(c.chunk)));
+    auto p = rawParser();
+    EXPECT_EQ(feedRepeating(*p, {c.chunk}), c.records);
+  }
+}
+
+TEST(CSVParser, RecordsSpanChunks) {
+  const struct {
+    std::vector<std::wstring> chunks;
+    Records records;
+  } cases[] = {
+      // A CR at the end of a chunk: the LF starting the next one is skipped.
+      {{L"a,b\r", L"\nc\n"}, {{L"a", L"b"}, {L"c"}}},
+      // CR LF inside a quoted field, over two chunks.
+      {{L"\"x\r", L"\ny\"\n"}, {{L"x\r\ny"}}},
+      // The last record is only delivered when a line end is fed.
+      {{L"a,b"}, {}},
+      {{L"a,b", L"\n"}, {{L"a", L"b"}}},
+      // An unfinished field carries over, trimming included.
+      {{L" a", L"b ", L" ,", L"c", L"\n"}, {{L"ab", L"c"}}},
+      {{L"\"a", L"\"", L"\"b\"", L"  \n"}, {{L"a\"b"}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(c.chunks));
+    auto p = rawParser();
+    EXPECT_EQ(feedSafely(*p, c.chunks), c.records);
+  }
+  // After a record that ended at the chunk's last CR, the very next call
+  // takes the next chunk.
+  auto p = rawParser();
+  Fields f;
+  ASSERT_TRUE(p->parse(f, L"a,b\r"));
+  EXPECT_EQ(f, (Fields{L"a", L"b"}));
+  ASSERT_TRUE(p->parse(f, L"\nc\n"));
+  EXPECT_EQ(f, Fields{L"c"});
+  EXPECT_FALSE(p->parse(f, L"ignored"));
+}
+
+// The trap the contract warns about: a record ending at a lone CR inside a
+// chunk makes the parser take its argument afresh, so repeating the chunk
+// returns the same record again.
+TEST(CSVParser, RepeatingAChunkAfterALoneCarriageReturnRepeatsTheRecord) {
+  auto p = rawParser();
+  const Records got = feedRepeating(*p, {L"a\rb\n"}, 3);
+  EXPECT_EQ(got, Records(3, Fields{L"a"}));
+  // An empty string after the true return is what the parser waits for.
+  auto q = rawParser();
+  Fields f;
+  ASSERT_TRUE(q->parse(f, L"a\r"));
+  EXPECT_FALSE(q->parse(f, L""));
+  EXPECT_TRUE(q->parse(f, L"\nb\n"));
+  EXPECT_EQ(f, Fields{L"b"});
+}
+
+TEST(CSVParser, HeadedParserPicksColumnsByName) {
+  std::unique_ptr<QOR::CSVParser> p(QOR::CSVParser::create(L"Name,Id"));
+  std::vector<bool> missing{true};
+  EXPECT_EQ(feedRepeating(*p, {L"Id,Other,Name\n", L"1,x,Bob\n", L"2\n"}), (Records{{L"Bob", L"1"}, {L"", L"2"}}));
+  p->missingColumns(missing);
+  EXPECT_EQ(missing, (std::vector<bool>{false, false}));
+
+  // Quoting and trimming apply to the requested names; matching is exact.
+  std::unique_ptr<QOR::CSVParser> q(QOR::CSVParser::create(L" \"a,b\" , name,Zip"));
+  q->missingColumns(missing);
+  EXPECT_EQ(missing, (std::vector<bool>{true, true, true}));
+  EXPECT_EQ(feedRepeating(*q, {L"Name,name,\"a,b\"\r\n1,2,3\r\n"}), (Records{{L"3", L"2", L""}}));
+  q->missingColumns(missing);
+  EXPECT_EQ(missing, (std::vector<bool>{false, false, true}));
+
+  // No names: the header line is skipped, every record is empty.
+  std::unique_ptr<QOR::CSVParser> none(QOR::CSVParser::create(L""));
+  EXPECT_EQ(feedRepeating(*none, {L"h\n1,2\n"}), (Records{{}}));
+  none->missingColumns(missing);
+  EXPECT_TRUE(missing.empty());
+  auto raw = rawParser();
+  missing.assign(2, true);
+  raw->missingColumns(missing);
+  EXPECT_TRUE(missing.empty());
+}
+
+TEST(CSVRecordReader, WholeTexts) {
+  const struct {
+    const wchar_t* text;
+    Records records;
+  } cases[] = {
+      {L"", {}},
+      {L"a,b", {{L"a", L"b"}}},
+      {L"a,b\n", {{L"a", L"b"}}},
+      {L"a\rb\rc", {{L"a"}, {L"b"}, {L"c"}}},
+      {L"a\r\rb\r", {{L"a"}, {}, {L"b"}}},
+      {L"a,\"b\r\nc\"\rd", {{L"a", L"b\r\nc"}, {L"d"}}},
+      {L"x,", {{L"x", L""}}},
+      {L"\"open \r field, ", {{L"open \r field, "}}},
+      {L"\"closed\"", {{L"closed"}}},
+      {L"\"closed\"  ", {{L"closed"}}},
+      {L"a\n\n", {{L"a"}, {}}},
+      {L"\xD83D", {{L"\xD83D"}}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::PrintToString(std::wstring(c.text)));
+    EXPECT_EQ(recordsOf(c.text), c.records);
+  }
+  // Headed: the header line ends at a CR LF, the last record at the end.
+  EXPECT_EQ(recordsOf(L"B,A\r\n1,2\r\n3,4", L"A,B"), (Records{{L"2", L"1"}, {L"4", L"3"}}));
+  EXPECT_EQ(recordsOf(L"B,A", L"A"), Records{});
+  // The documented quirk: a header line ended by a lone CR comes back.
+  EXPECT_EQ(recordsOf(L"B,A\r1,2\r", L"A"), (Records{{L"A"}, {L"2"}}));
+}
+
+// A RawReader over bytes in memory.
+class MemoryReader : public QOR::RawReader {
+public:
+  explicit MemoryReader(std::string bytes) : m_bytes(std::move(bytes)) {}
+  std::wstring name() const override { return L"memory"; }
+  std::size_t read(void* buf, std::size_t n) override {
+    n = std::min(n, m_bytes.size() - m_pos);
+    m_bytes.copy(static_cast<char*>(buf), n, m_pos);
+    m_pos += n;
+    return n;
+  }
+
+private:
+  std::string m_bytes;
+  std::size_t m_pos = 0;
+};
+
+std::string utf16le(const std::wstring& s) {
+  std::string out;
+  for (wchar_t c : s) out += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
+  return out;
+}
+
+TEST(CSVRecordReader, TextReaderLinesGiveTheSameRecords) {
+  // Every break becomes one LF in the record; the rest is as in the text.
+  const std::wstring text = L"Name,Note\r\n\"Ann\",\"two\r\nlines\"\r\n\"Bo\"\"b\",\x4E2D\U0001F600\rEve,\"a\x2028" L"b\"";
+  const std::wstring asRead = L"Name,Note\n\"Ann\",\"two\nlines\"\n\"Bo\"\"b\",\x4E2D\U0001F600\nEve,\"a\nb\"";
+  MemoryReader bytes(utf16le(text));
+  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(bytes, QOR::UTF16le));
+  auto p = rawParser();
+  QOR::CSVRecordReader fromFile(*p, *in);
+  const Records got = readAll(fromFile);
+  EXPECT_EQ(got, recordsOf(asRead));
+  EXPECT_EQ(got.size(), 4u);
+
+  // A real file in UTF-8 with a mark, opened by name, through a headed parser.
+  streamtest::ScratchFolder folder;
+  const std::wstring name = folder.file(L"people.csv");
+  streamtest::writeBytes(name, "\xEF\xBB\xBFId,Name\r\n7,\xE5\xB1\xB1\xE7\x94\xB0\r\n8,\"L\xC3\xA9" "a\"");
+  std::unique_ptr<QOR::TextReader> file(QOR::TextReader::create(name));
+  std::unique_ptr<QOR::CSVParser> headed(QOR::CSVParser::create(L"Name,Age"));
+  QOR::CSVRecordReader records(*headed, *file);
+  EXPECT_EQ(readAll(records), (Records{{L"\x5C71\x7530", L""}, {L"L\x00E9" L"a", L""}}));
+  std::vector<bool> missing;
+  headed->missingColumns(missing);
+  EXPECT_EQ(missing, (std::vector<bool>{false, true}));
+  Fields f;
+  EXPECT_FALSE(records.next(f));
+}
+
+// Records before undecodable bytes come out first; then the reader's error.
+TEST(CSVRecordReader, DecodingErrorFollowsTheRecordsBeforeIt) {
+  MemoryReader bytes(utf16le(L"a,b\nc\n") + std::string("\x00\xD8x\x00", 4));
+  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(bytes, QOR::UTF16le));
+  auto p = rawParser();
+  QOR::CSVRecordReader records(*p, *in);
+  Fields f;
+  ASSERT_TRUE(records.next(f));
+  EXPECT_EQ(f, (Fields{L"a", L"b"}));
+  ASSERT_TRUE(records.next(f));
+  EXPECT_EQ(f, Fields{L"c"});
+  EXPECT_THROW(records.next(f), QOR::QorError);
+}
+
+// Cuts each chunk after every CR that has no LF after it in that chunk.
+std::vector<std::wstring> cutAfterLoneCRs(const std::vector<std::wstring>& chunks) {
+  std::vector<std::wstring> out;
+  for (const std::wstring& c : chunks) {
+    std::size_t from = 0;
+    for (std::size_t i = 0; i < c.size(); ++i) {
+      if (c[i] == L'\r' && (i + 1 == c.size() || c[i + 1] != L'\n')) {
+        out.push_back(c.substr(from, i + 1 - from));
+        from = i + 1;
+      }
+    }
+    if (from < c.size() || c.empty()) out.push_back(c.substr(from));
+  }
+  return out;
+}
+
+// Random CSV-like texts: every split of the text gives the same records.
+TEST(CSVParser, ChunkInvarianceOnRandomTexts) {
+  static const wchar_t* const pieces[] = {L"a",  L"bc", L" ",    L"\t",     L",",          L",",
+                                          L"\"", L"\"\"", L"\r", L"\n",     L"\r\n",       L"\x2028",
+                                          L"\x3000", L"\xE9", L"\U0001F600", L"\x4E2D", L"\xFEFF"};
+  std::mt19937 rng(20240611);
+  for (int round = 0; round < 400; ++round) {
+    std::wstring text;
+    const int n = static_cast<int>(rng() % 24);
+    for (int k = 0; k < n; ++k) text += pieces[rng() % std::size(pieces)];
+    text += L'\n';  // every feed ends with a line end, so they all close the same way
+    SCOPED_TRACE(testing::PrintToString(text));
+
+    auto whole = rawParser();
+    const Records expected = feedSafely(*whole, cutAfterLoneCRs({text}));
+
+    // Line by line: a chunk ends after every line end (CR LF together).
+    std::vector<std::wstring> lines;
+    std::size_t from = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+      const wchar_t c = text[i];
+      if ((c == L'\r' && (i + 1 == text.size() || text[i + 1] != L'\n')) || c == L'\n' || c == L'\x2028') {
+        lines.push_back(text.substr(from, i + 1 - from));
+        from = i + 1;
+      }
+    }
+    auto byLine = rawParser();
+    EXPECT_EQ(feedSafely(*byLine, lines), expected);
+
+    // Without carriage returns the contract's own protocol (repeat the chunk
+    // until false) gives the same records.
+    if (text.find(L'\r') == std::wstring::npos) {
+      auto repeating = rawParser();
+      EXPECT_EQ(feedRepeating(*repeating, lines), expected);
+    }
+
+    for (std::size_t cut = 0; cut <= text.size(); ++cut) {
+      auto split = rawParser();
+      EXPECT_EQ(feedSafely(*split, cutAfterLoneCRs({text.substr(0, cut), text.substr(cut)})), expected)
+          << "split at " << cut;
+    }
+    // Three-way splits, a sample of them.
+    for (int k = 0; k < 8 && text.size() > 1; ++k) {
+      std::size_t a = rng() % text.size(), b = rng() % text.size();
+      if (a > b) std::swap(a, b);
+      auto split = rawParser();
+      EXPECT_EQ(feedSafely(*split, cutAfterLoneCRs({text.substr(0, a), text.substr(a, b - a), text.substr(b)})),
+                expected)
+          << "split at " << a << " and " << b;
+    }
+
+    if (testing::Test::HasFailure()) break;
+  }
+}
+
+// The record reader closes exactly what a final line end would close.
+TEST(CSVRecordReader, ClosesTheLastRecordLikeAFinalLineEnd) {
+  static const wchar_t* const pieces[] = {L"a", L" ", L",", L"\"", L"\"\"", L"\r", L"\n", L"\r\n", L"\x2028"};
+  std::mt19937 rng(7);
+  for (int round = 0; round < 1000; ++round) {
+    std::wstring text;
+    const int n = static_cast<int>(rng() % 16);
+    for (int k = 0; k < n; ++k) text += pieces[rng() % std::size(pieces)];
+    SCOPED_TRACE(testing::PrintToString(text));
+    // Reference: the text as it stands, then a line end only if a record is
+    // open; an open quoted field is closed by a quote first.
+    auto p = rawParser();
+    Records expected = feedSafely(*p, cutAfterLoneCRs({text}));
+    auto withEnd = rawParser();
+    Records closed = feedSafely(*withEnd, cutAfterLoneCRs({text, L"\n"}));
+    auto withQuote = rawParser();
+    Records quoteClosed = feedSafely(*withQuote, cutAfterLoneCRs({text, L"\"\n"}));
+    const Records got = recordsOf(text);
+    ASSERT_GE(got.size(), expected.size());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), got.begin()));
+    if (got.size() == expected.size() + 1) {
+      // The extra record is what one of the two closings makes, never a blank
+      // record that the input did not hold.
+      EXPECT_TRUE(got == closed || got == quoteClosed);
+      EXPECT_FALSE(got.back().empty());
+    } else {
+      EXPECT_EQ(got.size(), expected.size());
+    }
+    if (testing::Test::HasFailure()) break;
+  }
+}
+
+}  // namespace

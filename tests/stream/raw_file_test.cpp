@@ -1,0 +1,203 @@
+// The raw file streams on real files in a scratch folder: positioning, end of
+// file, closing, appending, and every failure with its exact message.
+#include <qorcor14/errors.h>
+#include <qorcor14/stream/raw.h>
+
+#include "stream_test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <memory>
+#include <utility>
+#include <string>
+
+namespace {
+
+using streamtest::ScratchFolder;
+using streamtest::errorText;
+
+
+TEST(RawFile, CreatedFileIsWrittenSoughtAndReadBack) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"data.bin");
+  std::unique_ptr<QOR::RawFileWriter> f(QOR::rawCreate(name));
+  EXPECT_EQ(f->name(), name);
+  f->write("hello, world", 12);
+  EXPECT_EQ(f->seek(0, QOR::seekCurrent), 12);
+  EXPECT_EQ(f->seek(0, QOR::seekBegin), 0);
+  EXPECT_EQ(f->seek(0, QOR::seekCurrent), 0) << "asking for the position must not move";
+  char buf[32] = {};
+  EXPECT_EQ(f->read(buf, 5), 5u);
+  EXPECT_EQ(std::string(buf, 5), "hello");
+  EXPECT_EQ(f->seek(-5, QOR::seekEnd), 7);
+  EXPECT_EQ(f->seek(2, QOR::seekCurrent), 9);
+  EXPECT_EQ(f->read(buf, sizeof buf), 3u) << "short read at the end";
+  EXPECT_EQ(f->read(buf, sizeof buf), 0u) << "end of file is no error";
+  EXPECT_EQ(f->seek(0, QOR::seekEnd), 12);
+  // Any origin other than 0 and 1 counts from the end.
+  EXPECT_EQ(f->seek(-1, static_cast<QOR::SeekOrigin>(7)), 11);
+  f->close();
+  EXPECT_EQ(streamtest::readBytes(name), "hello, world");
+}
+
+TEST(RawFile, CreateTruncatesAndOpenReads) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"old.bin");
+  streamtest::writeBytes(name, "previous content");
+  std::unique_ptr<QOR::RawFileWriter>(QOR::rawCreate(name))->write("new", 3);
+  std::unique_ptr<QOR::RawFileReader> in(QOR::rawOpen(name));
+  EXPECT_EQ(in->seek(0, QOR::seekEnd), 3) << "the destructor closes and so flushes";
+  in->seek(0, QOR::seekBegin);
+  char buf[8];
+  ASSERT_EQ(in->read(buf, sizeof buf), 3u);
+  EXPECT_EQ(std::string(buf, 3), "new");
+}
+
+TEST(RawFile, AppendWritesAtTheEndWhereverThePositionIs) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"log.txt");
+  std::unique_ptr<QOR::RawFileWriter>(QOR::rawAppend(name))->write("one ", 4);  // creates
+  std::unique_ptr<QOR::RawFileWriter> f(QOR::rawAppend(name));
+  EXPECT_EQ(f->seek(0, QOR::seekBegin), 0);
+  char buf[4];
+  ASSERT_EQ(f->read(buf, 3), 3u);
+  EXPECT_EQ(std::string(buf, 3), "one");
+  f->seek(0, QOR::seekBegin);
+  f->write("two", 3);
+  f->flush();
+  EXPECT_EQ(f->seek(0, QOR::seekEnd), 7);
+  f.reset();
+  EXPECT_EQ(streamtest::readBytes(name), "one two");
+}
+
+TEST(RawFile, CloseTwiceDoesNothingAndUseAfterCloseThrows) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"c.bin");
+  std::unique_ptr<QOR::RawFileWriter> f(QOR::rawCreate(name));
+  f->write("x", 1);
+  f->close();
+  EXPECT_NO_THROW(f->close());
+  EXPECT_NO_THROW(f->flush()) << "nothing is left to flush";
+  char c;
+  EXPECT_EQ(errorText([&] { f->read(&c, 1); }),
+            L"Cannot read from or move within \"" + name + L"\": Bad file descriptor");
+  EXPECT_EQ(errorText([&] { f->write("y", 1); }), L"Cannot write to \"" + name + L"\": Bad file descriptor");
+  f.reset();
+  EXPECT_EQ(streamtest::readBytes(name), "x");
+}
+
+TEST(RawFile, OpeningFailuresNameTheFileAndTheReason) {
+  ScratchFolder dir;
+  const std::wstring missing = dir.file(L"missing.bin");
+  const std::wstring noFolder = dir.file(L"no-such-folder\\new.bin");
+  struct Row {
+    const char* what;
+    std::wstring name;
+    QOR::RawFileReader* (*open)(const std::wstring&);
+    std::wstring want;
+  };
+  const Row rows[] = {
+      {"open missing", missing, [](const std::wstring& n) -> QOR::RawFileReader* { return QOR::rawOpen(n); },
+       L"Cannot open \"" + missing + L"\" for reading: No such file or directory"},
+      {"open a folder", dir.file(L""), [](const std::wstring& n) -> QOR::RawFileReader* { return QOR::rawOpen(n); },
+       L"Cannot open \"" + dir.file(L"") + L"\" for reading: Permission denied"},
+      {"create in a missing folder", noFolder,
+       [](const std::wstring& n) -> QOR::RawFileReader* { return QOR::rawCreate(n); },
+       L"Cannot create or open \"" + noFolder + L"\" for writing: No such file or directory"},
+      {"append in a missing folder", noFolder,
+       [](const std::wstring& n) -> QOR::RawFileReader* { return QOR::rawAppend(n); },
+       L"Cannot create or open \"" + noFolder + L"\" for writing: No such file or directory"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.what);
+    EXPECT_EQ(errorText([&] { delete row.open(row.name); }), row.want);
+  }
+  EXPECT_FALSE(std::filesystem::exists(missing));
+}
+
+// Another handle that shares nothing keeps the runtime from opening the file.
+TEST(RawFile, FileHeldWithoutSharingCannotBeOpened) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"held.bin");
+  streamtest::writeBytes(name, "content");
+  HANDLE h = CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  ASSERT_NE(h, INVALID_HANDLE_VALUE);
+  EXPECT_EQ(errorText([&] { delete QOR::rawOpen(name); }),
+            L"Cannot open \"" + name + L"\" for reading: Permission denied");
+  EXPECT_EQ(errorText([&] { delete QOR::rawCreate(name); }),
+            L"Cannot create or open \"" + name + L"\" for writing: Permission denied");
+  CloseHandle(h);
+  EXPECT_EQ(streamtest::readBytes(name), "content") << "a failed create must not truncate";
+}
+
+TEST(RawFile, SeekBeforeTheStartFails) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"s.bin");
+  streamtest::writeBytes(name, "abc");
+  std::unique_ptr<QOR::RawFileReader> f(QOR::rawOpen(name));
+  EXPECT_EQ(errorText([&] { f->seek(-1, QOR::seekBegin); }),
+            L"Cannot read from or move within \"" + name + L"\": Invalid argument");
+  EXPECT_EQ(f->seek(0, QOR::seekCurrent), 0) << "the object stays usable";
+}
+
+// The text of the error f throws must be `prefix` followed by the runtime's
+// text for whatever errno the failure left (which the platform chooses).
+template <class F>
+void expectFailure(const std::wstring& prefix, F&& f) {
+  const std::wstring text = errorText(std::forward<F>(f));
+  EXPECT_EQ(text.substr(0, prefix.size()), prefix);
+  EXPECT_GT(text.size(), prefix.size()) << "the runtime's text follows";
+}
+
+// A named pipe whose server end goes away makes reads, writes, flushes and
+// the flush inside fclose fail. (Byte-range locks would do for files on Windows, but
+// Wine does not enforce them on reads and writes.)
+class PipeServer {
+public:
+  PipeServer() {
+    static int counter = 0;
+    name = L"\\\\.\\pipe\\qorstream-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++counter);
+    handle = CreateNamedPipeW(name.c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE | PIPE_WAIT, 1, 4096, 4096, 0,
+                              nullptr);
+  }
+  ~PipeServer() { disconnect(); }
+  void disconnect() {
+    if (handle == INVALID_HANDLE_VALUE) return;
+    DisconnectNamedPipe(handle);
+    CloseHandle(handle);
+    handle = INVALID_HANDLE_VALUE;
+  }
+  std::wstring name;
+  HANDLE handle;
+};
+
+TEST(RawFile, BrokenPipeFailsReadWriteFlushAndClose) {
+  {
+    PipeServer server;
+    ASSERT_NE(server.handle, INVALID_HANDLE_VALUE);
+    std::unique_ptr<QOR::RawFileReader> in(QOR::rawOpen(server.name));
+    server.disconnect();
+    char buf[10];
+    expectFailure(L"Cannot read from or move within \"" + server.name + L"\": ", [&] { in->read(buf, sizeof buf); });
+  }
+  {
+    PipeServer server;
+    ASSERT_NE(server.handle, INVALID_HANDLE_VALUE);
+    std::unique_ptr<QOR::RawFileWriter> out(QOR::rawCreate(server.name));
+    server.disconnect();
+    const std::string big(1 << 16, 'x');  // more than the runtime buffers
+    expectFailure(L"Cannot write to \"" + server.name + L"\": ", [&] { out->write(big.data(), big.size()); });
+  }
+  PipeServer server;
+  ASSERT_NE(server.handle, INVALID_HANDLE_VALUE);
+  std::unique_ptr<QOR::RawFileWriter> out(QOR::rawCreate(server.name));
+  server.disconnect();
+  out->write("b", 1);  // buffered by the runtime
+  expectFailure(L"Cannot write to \"" + server.name + L"\": ", [&] { out->flush(); });
+  expectFailure(L"Cannot close \"" + server.name + L"\": ", [&] { out->close(); });
+  EXPECT_NO_THROW(out->close()) << "a failed close still counts as closed";
+}
+
+} // namespace

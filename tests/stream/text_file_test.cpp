@@ -1,0 +1,432 @@
+// The text readers and writers on real files: iconv's encodings read back and
+// matched byte for byte, byte-order marks, line breaks on both sides, the
+// append rules, randomized round trips across buffer boundaries, and every
+// failure with its exact message.
+#include <qorcor14/errors.h>
+#include <qorcor14/stream/text_file.h>
+#include <qorcor14/text/strings.h>
+
+#include "stream_test_support.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <clocale>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using streamtest::ScratchFolder;
+using streamtest::errorText;
+using Lines = std::vector<std::wstring>;
+
+std::wstring windowsPath(const char* unixPath, const wchar_t* leaf) {
+  std::wstring path = L"Z:";
+  for (const char* p = unixPath; *p; ++p) path += *p == '/' ? L'\\' : static_cast<wchar_t>(*p);
+  return path + L"\\" + leaf;
+}
+
+std::wstring fixture(const wchar_t* leaf) { return windowsPath(QOR_STREAM_FIXTURES, leaf); }
+
+// The lines of a UTF-8 sample text, decoded by the system.
+Lines sampleLines(const wchar_t* leaf) {
+  const std::string bytes = streamtest::readBytes(windowsPath(QOR_STREAM_SAMPLES, leaf));
+  const int n = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
+                                    nullptr, 0);
+  std::wstring text(static_cast<std::size_t>(n), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), n);
+  Lines lines;
+  std::size_t start = 0;
+  for (std::size_t lf; (lf = text.find(L'\n', start)) != std::wstring::npos; start = lf + 1)
+    lines.push_back(text.substr(start, lf - start));
+  return lines;
+}
+
+Lines readAll(QOR::TextReader& reader) {
+  Lines lines;
+  std::wstring line = L"stale";
+  while (reader.readLine(line)) lines.push_back(line);
+  EXPECT_TRUE(line.empty()) << "readLine clears the line at the end too";
+  EXPECT_FALSE(reader.readLine(line)) << "the end stays the end";
+  return lines;
+}
+
+// Reads the file by name (enc < 0: the mark decides) or as enc on the raw file.
+Lines readFile(const std::wstring& name, int enc) {
+  if (enc < 0) return readAll(*std::unique_ptr<QOR::TextReader>(QOR::TextReader::create(name)));
+  std::unique_ptr<QOR::RawFileReader> raw(QOR::rawOpen(name));
+  return readAll(*std::unique_ptr<QOR::TextReader>(QOR::TextReader::create(*raw, QOR::TextEncoding(enc))));
+}
+
+constexpr int kByName = -1;
+
+// Writes the lines with writeLine to a new file and returns its bytes.
+std::string writeFile(const std::wstring& name, QOR::TextEncoding enc, const Lines& lines) {
+  std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, enc));
+  for (const std::wstring& line : lines) out->writeLine(line);
+  out->close();
+  return streamtest::readBytes(name);
+}
+
+
+std::wstring undecodable(const std::wstring& name) {
+  return L"\"" + name + L"\" contains text that is not valid in the file's encoding.";
+}
+
+std::wstring unencodable(const wchar_t* code, const std::wstring& name) {
+  return L"The character " + std::wstring(code) + L" cannot be written to \"" + name + L"\" in its encoding.";
+}
+
+// --- against iconv -------------------------------------------------------------
+
+TEST(TextFixtures, ReadsWhatIconvEncoded) {
+  const Lines want = sampleLines(L"unicode_sample.txt");
+  ASSERT_EQ(want.size(), 10u);
+  const struct {
+    const wchar_t* file;
+    int enc;
+  } rows[] = {{L"utf8-bom.txt", kByName},   {L"utf16le-bom.txt", kByName}, {L"utf16be-bom.txt", kByName},
+              {L"utf8.txt", QOR::UTF8},     {L"utf16le.txt", QOR::UTF16le}, {L"utf16le.txt", QOR::UTF16},
+              {L"utf16be.txt", QOR::UTF16be}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::Message() << std::string(row.file, row.file + wcslen(row.file)) << " " << row.enc);
+    EXPECT_EQ(readFile(fixture(row.file), row.enc), want);
+  }
+}
+
+TEST(TextFixtures, WritesWhatIconvEncodes) {
+  const Lines lines = sampleLines(L"unicode_sample.txt");
+  ScratchFolder dir;
+  const struct {
+    QOR::TextEncoding enc;
+    const wchar_t* marked;
+    const wchar_t* unmarked;
+  } rows[] = {{QOR::UTF8, L"utf8-bom.txt", L"utf8.txt"},
+              {QOR::UTF16, L"utf16le-bom.txt", L"utf16le.txt"},
+              {QOR::UTF16le, L"utf16le-bom.txt", L"utf16le.txt"},
+              {QOR::UTF16be, L"utf16be-bom.txt", L"utf16be.txt"}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.enc);
+    const std::wstring name = dir.file(L"out.txt");
+    EXPECT_EQ(writeFile(name, row.enc, lines), streamtest::readBytes(fixture(row.marked)));
+    // Without a mark, on a raw stream.
+    std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
+    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(*raw, row.enc, false));
+    for (const std::wstring& line : lines) out->writeLine(line);
+    out->close();
+    raw->close();
+    EXPECT_EQ(streamtest::readBytes(name), streamtest::readBytes(fixture(row.unmarked)));
+  }
+}
+
+// Files without a mark are read in the runtime's locale; these cases run under
+// code pages 1252 and 1251 (see CMakeLists.txt).
+const wchar_t* ansiFixture() {
+  return GetACP() == 1252 ? L"cp1252.txt" : GetACP() == 1251 ? L"cp1251.txt" : nullptr;
+}
+
+TEST(TextAnsi, ReadsAndWritesTheCodePageAsIconvDoes) {
+  const wchar_t* file = ansiFixture();
+  if (!file) GTEST_SKIP() << "no fixture for code page " << GetACP();
+  AutoLocale locale(LC_ALL);
+  const Lines want = sampleLines(L"ansi_sample.txt");
+  EXPECT_EQ(readFile(fixture(file), kByName), want);
+  ScratchFolder dir;
+  EXPECT_EQ(writeFile(dir.file(L"ansi.txt"), QOR::Multibyte, want), streamtest::readBytes(fixture(file)))
+      << "no mark, CR LF line ends";
+}
+
+TEST(TextAnsi, CharactersTheCodePageLacksFailWithoutBestFit) {
+  // Each has a best-fit or default substitute in the code page, never written.
+  const wchar_t* lacking = GetACP() == 1252 ? L"\u0100\u0416\u20B9" : L"\u00E9\u0100\u00C6";
+  if (!ansiFixture()) GTEST_SKIP() << "no expectations for code page " << GetACP();
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"ansi.txt");
+  for (const wchar_t* c = lacking; *c; ++c) {
+    SCOPED_TRACE(static_cast<unsigned>(*c));
+    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::Multibyte));
+    out->write(L"ok");
+    const std::wstring code = stringPrintf(L"U+%04X", static_cast<unsigned>(*c));
+    EXPECT_EQ(errorText([&] { out->write(std::wstring(1, *c)); }), unencodable(code.c_str(), name));
+    out->close();
+    EXPECT_EQ(streamtest::readBytes(name), "ok") << "the bytes before it are kept";
+  }
+}
+
+// The C runtime starts in the "C" locale, where every byte is the character of
+// the same value.
+TEST(TextReader, NoMarkInTheCLocaleMapsBytesOneToOne) {
+  ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"bytes.txt");
+  streamtest::writeBytes(name, std::string("\x80\xE9\xFF\x01 \x00z\n", 8));
+  EXPECT_EQ(readFile(name, kByName), Lines{std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)});
+}
+
+// --- reading -----------------------------------------------------------------------
+
+TEST(TextReader, MarksBreaksAndDecoding) {
+  const struct {
+    const char* what;
+    std::string bytes;
+    int enc;
+    Lines want;
+  } rows[] = {
+      {"empty file", "", kByName, {}},
+      {"only a UTF-8 mark", "\xEF\xBB\xBF", kByName, {}},
+      {"only a UTF-16 mark", "\xFF\xFE", kByName, {}},
+      {"one byte", "x", kByName, {L"x"}},
+      {"CR CR LF", "a\r\r\nb", kByName, {L"a", L"", L"b"}},
+      {"ends in CR", "a\r", kByName, {L"a"}},
+      {"ends in CR LF", "a\r\n", kByName, {L"a"}},
+      {"CR before a character", "a\rb", kByName, {L"a", L"b"}},
+      {"LF CR is two breaks", "a\n\rb", kByName, {L"a", L"", L"b"}},
+      {"every break",
+       "\xEF\xBB\xBF" "1\n2\f3\xC2\x85" "4\xE2\x80\xA8" "5\xE2\x80\xA9" "6\v7",
+       kByName,
+       {L"1", L"2", L"3", L"4", L"5", L"6\v7"}},
+      {"non-BMP", "\xEF\xBB\xBF\xF0\x9F\x98\x80!", kByName, {L"\U0001F600!"}},
+      {"lenient UTF-8", "\xC3\x41\xC1\xBF\xE0\x81\x81\x85\xC0", QOR::UTF8, {L"\u00C1\u007F\u0041\u0140"}},
+      {"NUL in UTF-8", std::string("a\0b", 3), QOR::UTF8, {std::wstring(L"a\0b", 3)}},
+      {"mark on a raw stream is text", "\xEF\xBB\xBFx", QOR::UTF8, {L"\uFEFFx"}},
+      {"FF FE 00 00 is UTF-16LE", std::string("\xFF\xFE\0\0A\0", 6), kByName, {std::wstring(L"\0A", 2)}},
+      {"UTF-16BE", std::string("\xFE\xFF\0A\0\r\0\n\xD8\x3D\xDE\x00", 12), kByName, {L"A", L"\U0001F600"}},
+      {"UTF-16LE CR LF", std::string("\xFF\xFE" "a\0\r\0\n\0b\0\x28\x20", 12), kByName, {L"a", L"b"}},
+  };
+  ScratchFolder dir;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const std::wstring name = dir.file(L"in.txt");
+    streamtest::writeBytes(name, row.bytes);
+    EXPECT_EQ(readFile(name, row.enc), row.want);
+  }
+}
+
+TEST(TextReader, UndecodableBytesFailAndStayUnread) {
+  const struct {
+    const char* what;
+    std::string bytes;
+    Lines before;         // the lines read before the failure
+    std::wstring partial; // what the failing call leaves in the line
+  } rows[] = {
+      {"UTF-16LE lone trailing surrogate", std::string("\xFF\xFE" "a\0\n\0b\0\x00\xDC" "c\0", 12), {L"a"}, L"b"},
+      {"UTF-16LE leading surrogate at the end", std::string("\xFF\xFE" "a\0\x00\xD8", 6), {}, L"a"},
+      {"UTF-16LE reversed pair", std::string("\xFF\xFE\x00\xDC\x00\xD8", 6), {}, L""},
+      {"UTF-16BE odd byte at the end", std::string("\xFE\xFF\0a\0", 5), {}, L"a"},
+      {"UTF-8 F8", "\xEF\xBB\xBFok\n\xF8", {L"ok"}, L""},
+      {"UTF-8 cut short", "\xEF\xBB\xBFx\xE2\x82", {}, L"x"},
+      {"UTF-8 surrogate", "\xEF\xBB\xBFx\xED\xA0\x80y", {}, L"x"},
+      {"UTF-8 above U+10FFFF", "\xEF\xBB\xBF\xF4\x90\x80\x80", {}, L""},
+      {"UTF-8 trailing byte above C0", "\xEF\xBB\xBFx\xC3\xC3", {}, L"x"},
+  };
+  ScratchFolder dir;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    const std::wstring name = dir.file(L"bad.txt");
+    streamtest::writeBytes(name, row.bytes);
+    std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
+    std::wstring line;
+    for (const std::wstring& want : row.before) {
+      ASSERT_TRUE(in->readLine(line));
+      EXPECT_EQ(line, want);
+    }
+    EXPECT_EQ(errorText([&] { in->readLine(line); }), undecodable(name));
+    EXPECT_EQ(line, row.partial);
+    EXPECT_EQ(errorText([&] { in->readLine(line); }), undecodable(name)) << "the bad bytes stay next";
+    in->close();
+  }
+}
+
+TEST(TextReader, MissingOrUnreadableFileNamesIt) {
+  ScratchFolder dir;
+  const std::wstring missing = dir.file(L"missing.txt");
+  EXPECT_EQ(errorText([&] { delete QOR::TextReader::create(missing); }),
+            L"Cannot open \"" + missing + L"\" for reading: No such file or directory");
+  const std::wstring folder = dir.file(L"");
+  EXPECT_EQ(errorText([&] { delete QOR::TextReader::create(folder); }),
+            L"Cannot open \"" + folder + L"\" for reading: Permission denied");
+}
+
+TEST(TextReader, CloseTwiceAndUnknownEncoding) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"t.txt");
+  streamtest::writeBytes(name, "a\nb");
+  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
+  std::wstring line;
+  ASSERT_TRUE(in->readLine(line));
+  in->close();
+  EXPECT_NO_THROW(in->close());
+  std::unique_ptr<QOR::RawFileReader> raw(QOR::rawOpen(name));
+  EXPECT_EQ(QOR::TextReader::create(*raw, QOR::TextEncoding(5)), nullptr);
+  EXPECT_EQ(QOR::TextReader::create(*raw, QOR::TextEncoding(-1)), nullptr);
+}
+
+// --- writing -----------------------------------------------------------------------
+
+TEST(TextWriter, EveryBreakBecomesOneCrLf) {
+  const struct {
+    std::wstring text;
+    std::string want;
+  } rows[] = {
+      {L"x\ny\r\nz\r", "x\r\ny\r\nz\r\n"},
+      {L"\r\r\n\n", "\r\n\r\n\r\n"},
+      {L"a\u0085b\u2028c\u2029d", "a\r\nb\r\nc\r\nd"},
+      {L"form\ffeed\vtab", "form\ffeed\vtab"},
+      {L"\U0001F600\u00e9", "\xF0\x9F\x98\x80\xC3\xA9"},
+  };
+  ScratchFolder dir;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.want));
+    const std::wstring name = dir.file(L"w.txt");
+    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF8));
+    out->write(row.text);
+    out->writeLine(L"");
+    out->close();
+    EXPECT_EQ(streamtest::readBytes(name), "\xEF\xBB\xBF" + row.want + "\r\n");
+  }
+}
+
+TEST(TextWriter, StraySurrogatesFailWithEntry254) {
+  const struct {
+    std::wstring text;
+    const wchar_t* code;
+  } rows[] = {
+      {L"ok" + std::wstring(1, wchar_t(0xD800)), L"U+D800"},
+      {L"ok" + std::wstring(1, wchar_t(0xDC00)) + L"x", L"U+DC00"},
+      {L"ok" + std::wstring{wchar_t(0xDE00), wchar_t(0xD83D)}, L"U+DE00"},
+      {L"ok" + std::wstring{wchar_t(0xD83D), L'x'}, L"U+D83D"},
+  };
+  ScratchFolder dir;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::string(row.code, row.code + 6));
+    const std::wstring name = dir.file(L"s.txt");
+    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF16le));
+    EXPECT_EQ(errorText([&] { out->write(row.text); }), unencodable(row.code, name));
+    out->close();
+    EXPECT_EQ(streamtest::readBytes(name), std::string("\xFF\xFEo\0k\0", 6)) << "the text before it is kept";
+  }
+}
+
+TEST(TextWriter, MarksAndAppendRules) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"a.txt");
+  auto append = [&](QOR::TextEncoding enc, const wchar_t* text) {
+    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Append, enc));
+    out->writeLine(text);
+    out->close();
+  };
+  const struct {
+    const char* what;
+    const char* before;  // null: no file
+    std::size_t beforeSize;
+    QOR::TextEncoding enc;
+    std::string want;
+  } rows[] = {
+      {"missing file: requested encoding with a mark", nullptr, 0, QOR::UTF16be, std::string("\xFE\xFF\0b\0\r\0\n", 8)},
+      {"empty file: requested encoding with a mark", "", 0, QOR::UTF8, "\xEF\xBB\xBF" "b\r\n"},
+      {"UTF-16BE file continued as such", "\xFE\xFF\0a", 4, QOR::UTF8, std::string("\xFE\xFF\0a\0b\0\r\0\n", 10)},
+      {"UTF-8 file continued as such", "\xEF\xBB\xBF" "a", 4, QOR::UTF16le, "\xEF\xBB\xBF" "ab\r\n"},
+      {"no mark: Multibyte", "a", 1, QOR::UTF16le, "ab\r\n"},
+      {"FF FE file as UTF-16LE", "\xFF\xFE", 2, QOR::Multibyte, std::string("\xFF\xFE" "b\0\r\0\n\0", 8)},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    std::filesystem::remove(std::filesystem::path(name));
+    if (row.before) streamtest::writeBytes(name, std::string(row.before, row.beforeSize));
+    append(row.enc, L"b");
+    EXPECT_EQ(streamtest::readBytes(name), row.want);
+  }
+  EXPECT_EQ(writeFile(name, QOR::Multibyte, {L"m"}), "m\r\n") << "no mark for Multibyte";
+  EXPECT_EQ(writeFile(name, QOR::UTF8, {L"m"}), "\xEF\xBB\xBFm\r\n");
+}
+
+TEST(TextWriter, BuffersUntilFlushAndClosesTwice) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"b.txt");
+  std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF8));
+  out->write(L"abc");
+  EXPECT_EQ(streamtest::readBytes(name), "") << "mark and text wait in the buffer";
+  out->flush();
+  EXPECT_EQ(streamtest::readBytes(name), "\xEF\xBB\xBF" "abc");
+  out->close();
+  EXPECT_NO_THROW(out->close());
+  out->write(L"late");
+  EXPECT_EQ(errorText([&] { out->flush(); }), L"Cannot write to \"" + name + L"\": Bad file descriptor");
+
+  std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
+  EXPECT_EQ(QOR::TextWriter::create(*raw, QOR::TextEncoding(5), true), nullptr);
+  std::unique_ptr<QOR::TextWriter>(QOR::TextWriter::create(*raw, QOR::Multibyte, true))->close();
+  EXPECT_EQ(raw->seek(0, QOR::seekEnd), 0) << "no mark for Multibyte on a raw stream either";
+  raw->close();
+
+  streamtest::writeBytes(name, "keep");
+  EXPECT_EQ(QOR::TextWriter::create(name, QOR::Create, QOR::TextEncoding(9)), nullptr);
+  EXPECT_EQ(streamtest::readBytes(name), "keep") << "an unknown encoding leaves the file alone";
+}
+
+TEST(TextWriter, CreatingInAMissingFolderNamesTheFile) {
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"nowhere\\x.txt");
+  EXPECT_EQ(errorText([&] { delete QOR::TextWriter::create(name, QOR::Create, QOR::UTF8); }),
+            L"Cannot create or open \"" + name + L"\" for writing: No such file or directory");
+}
+
+// --- round trips -------------------------------------------------------------------
+
+// Random lines of ASCII runs, Latin, CJK, non-BMP characters, NULs and marks,
+// joined by every kind of break, long enough to cross many buffer boundaries.
+TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
+  std::mt19937 rng(20240611);
+  const wchar_t* breaks[] = {L"\n", L"\r", L"\r\n", L"\u0085", L"\u2028", L"\u2029", L"\f"};
+  ScratchFolder dir;
+  for (int round = 0; round < 12; ++round) {
+    std::wstring text;
+    std::wstring written;  // what the writer makes of it: FF stays, other breaks become CR LF
+    Lines want(1);
+    while (text.size() < 6000) {
+      const unsigned kind = rng() % 16;
+      std::wstring piece;
+      if (kind < 6) {
+        piece.assign(1 + rng() % 120, L'a' + static_cast<wchar_t>(rng() % 26));
+      } else if (kind < 8) {
+        piece = wchar_t(0xA0 + rng() % 0x700);
+      } else if (kind < 10) {
+        piece = wchar_t(0x4E00 + rng() % 0x5000);
+      } else if (kind < 11) {
+        const unsigned v = 0x10000 + rng() % 0x100000 - 0x10000;
+        piece = {wchar_t(0xD800 | (v >> 10)), wchar_t(0xDC00 | (v & 0x3FF))};
+      } else if (kind < 12) {
+        piece = rng() % 2 ? std::wstring(1, L'\0') : L"\uFEFF";
+      } else {
+        const wchar_t* brk = breaks[rng() % 7];
+        text += brk;
+        written += *brk == L'\f' ? L"\f" : L"\r\n";
+        want.emplace_back();
+        continue;
+      }
+      text += piece;
+      written += piece;
+      want.back() += piece;
+    }
+    for (QOR::TextEncoding enc : {QOR::UTF8, QOR::UTF16le, QOR::UTF16be}) {
+      SCOPED_TRACE(testing::Message() << "round " << round << " encoding " << enc);
+      const std::wstring name = dir.file(L"r.txt");
+      std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, enc));
+      out->write(text);
+      out->close();
+      Lines got = readFile(name, kByName);
+      Lines expected = want;
+      if (expected.back().empty()) expected.pop_back();  // a final break ends the last line
+      EXPECT_EQ(got, expected);
+      if (enc == QOR::UTF8) {
+        EXPECT_EQ(streamtest::readBytes(name).substr(3), utf8(written)) << "as the text core encodes it";
+      }
+    }
+  }
+}
+
+} // namespace
