@@ -17,8 +17,10 @@ set(CMAKE_OBJDUMP ${QOR_MINGW_PREFIX}-objdump)
 
 # clang does not look for GCC's posix-threads libstdc++ on its own, nor link
 # winpthreads, which that libstdc++ is built on, unless asked to (-pthread).
+# MinGW GCC keeps thread-local variables in emulated TLS, and libstdc++'s
+# (std::call_once's callable, used by std::thread) are reached only that way.
 set(CMAKE_CXX_FLAGS_INIT
-    "-I${QOR_MINGW_GCC_DIR}/include/c++ -I${QOR_MINGW_GCC_DIR}/include/c++/${QOR_MINGW_PREFIX}")
+    "-femulated-tls -I${QOR_MINGW_GCC_DIR}/include/c++ -I${QOR_MINGW_GCC_DIR}/include/c++/${QOR_MINGW_PREFIX}")
 foreach(kind EXE SHARED MODULE)
   set(CMAKE_${kind}_LINKER_FLAGS_INIT "-L${QOR_MINGW_GCC_DIR} -pthread")
 endforeach()
