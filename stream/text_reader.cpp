@@ -27,19 +27,79 @@ constexpr bool isPlainByte(unsigned int b) { return b < 0x80 && b != 0x0A && b !
 
 constexpr bool isPlainUnit(unsigned int u) { return !isSurrogate(u) && !isBreak(u) && u != 0x0D; }
 
-// The length of the run of plain bytes at [p, end).
-std::size_t plainBytes(const unsigned char* p, const unsigned char* end) {
-  const unsigned char* q = p;
-  for (; end - q >= 16; q += 16) {
-    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(q));
-    const __m128i breaks = _mm_or_si128(
-        _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A)),
-        _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C)), _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D))));
-    const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(x, breaks)));
-    if (mask) return static_cast<std::size_t>(q - p) + static_cast<unsigned>(std::countr_zero(mask));
+// Whether a code point the UTF-8 decoder gave may go into a run: none that
+// readLine refuses or that ends a line.
+constexpr bool isPlainCodePoint(unsigned int cp) { return cp <= 0x10FFFF && isPlainUnit(cp); }
+
+// Decodes the run of plain UTF-8 at [p, end) into out, which has room for
+// end - p units, and returns the number of bytes it took; `units` receives the
+// number of units written. The sequences are decoded exactly as
+// UTF8ReaderImp::decode does, and the run stops before a line break, a CR,
+// and anything decode or readLine refuses or that the buffer cuts off, all of
+// which are left to the code point path.
+std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wchar_t* out, std::size_t& units) {
+  const unsigned char* const start = p;
+  wchar_t* o = out;
+  const __m128i zero = _mm_setzero_si128();
+  while (p != end) {
+    unsigned int b = *p;
+    if (b < 0x80) {
+      if (end - p < 16) {
+        if (!isPlainByte(b)) break;
+        *o++ = static_cast<wchar_t>(b);
+        ++p;
+        continue;
+      }
+      // 16 bytes at a time, widened whole: the units after the first byte
+      // that needs more than widening are overwritten or not counted.
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+      const __m128i breaks = _mm_or_si128(
+          _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A)),
+          _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C)), _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D))));
+      const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(x, breaks)));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_unpacklo_epi8(x, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 8), _mm_unpackhi_epi8(x, zero));
+      if (mask == 0) {
+        p += 16;
+        o += 16;
+        continue;
+      }
+      const unsigned skip = static_cast<unsigned>(std::countr_zero(mask));
+      p += skip;
+      o += skip;
+      b = *p;
+      if (b < 0x80) break;  // LF, FF or CR
+    }
+    // A multi-byte sequence (0x80..0xBF lead two bytes, as in decode).
+    unsigned int cp;
+    std::size_t length;
+    if (b < 0xE0) {
+      if (end - p < 2 || p[1] > 0xC0) break;
+      cp = (b & 0x1Fu) << 6 | (p[1] & 0x3Fu);
+      length = 2;
+    } else if (b < 0xF0) {
+      if (end - p < 3 || p[1] > 0xC0 || p[2] > 0xC0) break;
+      cp = (b & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
+      length = 3;
+    } else if (b < 0xF8) {
+      if (end - p < 4 || p[1] > 0xC0 || p[2] > 0xC0 || p[3] > 0xC0) break;
+      cp = (b & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 | (p[3] & 0x3Fu);
+      length = 4;
+    } else {
+      break;
+    }
+    if (!isPlainCodePoint(cp)) break;
+    if (cp <= 0xFFFF) {
+      *o++ = static_cast<wchar_t>(cp);
+    } else {
+      cp -= 0x10000;
+      *o++ = static_cast<wchar_t>(0xD800 | (cp >> 10));
+      *o++ = static_cast<wchar_t>(0xDC00 | (cp & 0x3FF));
+    }
+    p += length;
   }
-  while (q != end && isPlainByte(*q)) ++q;
-  return static_cast<std::size_t>(q - p);
+  units = static_cast<std::size_t>(o - out);
+  return static_cast<std::size_t>(p - start);
 }
 
 // The 16-bit lanes of x swapped to the other byte order.
@@ -67,17 +127,6 @@ std::size_t plainUnits(const unsigned char* p, const unsigned char* end, bool bi
     if (!isPlainUnit(u)) break;
   }
   return static_cast<std::size_t>(q - p) / 2;
-}
-
-// Widens n bytes to n units.
-void widen(const unsigned char* p, std::size_t n, wchar_t* out) {
-  const __m128i zero = _mm_setzero_si128();
-  for (; n >= 16; n -= 16, p += 16, out += 16) {
-    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(x, zero));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(x, zero));
-  }
-  for (; n; --n) *out++ = static_cast<wchar_t>(*p++);
 }
 
 // Copies n units stored big-endian.
@@ -115,22 +164,25 @@ TextReaderImp::Next TextReaderImp::next(unsigned int& cp, bool consume) {
 void TextReaderImp::copyRun(std::wstring& line) {
   const unsigned char* const p = m_buffer + m_pos;
   const unsigned char* const end = m_buffer + m_count;
-  const std::size_t units = m_runs == PlainRuns::bytes ? plainBytes(p, end)
-                                                       : plainUnits(p, end, m_runs == PlainRuns::unitsBE);
+  if (m_runs == PlainRuns::bytes) {
+    // Decoded into a buffer on the stack and appended at once: a run yields
+    // at most one unit per byte.
+    wchar_t units[kBufferSize];
+    std::size_t n = 0;
+    m_pos += decodePlainUTF8(p, end, units, n);
+    line.append(units, n);
+    return;
+  }
+  const std::size_t units = plainUnits(p, end, m_runs == PlainRuns::unitsBE);
   if (units == 0) return;
   const std::size_t old = line.size();
   line.resize(old + units);
   wchar_t* const out = line.data() + old;
-  if (m_runs == PlainRuns::bytes) {
-    widen(p, units, out);
-    m_pos += units;
-  } else {
-    if (m_runs == PlainRuns::unitsLE)
-      std::memcpy(out, p, units * 2);
-    else
-      copySwapped(p, units, out);
-    m_pos += units * 2;
-  }
+  if (m_runs == PlainRuns::unitsLE)
+    std::memcpy(out, p, units * 2);
+  else
+    copySwapped(p, units, out);
+  m_pos += units * 2;
 }
 
 bool TextReaderImp::readLine(std::wstring& line) {

@@ -21,10 +21,12 @@ public:
   virtual std::size_t decode(unsigned int& cp, const unsigned char* bytes, std::size_t n) = 0;
 
 protected:
-  // Which runs the line reader may copy without calling decode for each code
-  // point: bytes below 0x80 (UTF-8), or UTF-16 units that are no surrogates,
-  // in either byte order; line breaks never belong to a run. Each unit of a
-  // run is exactly what decode gives for it, so the lines are the same.
+  // Which runs the line reader may take without calling decode for each code
+  // point: UTF-8 sequences, decoded inline by UTF8ReaderImp::decode's rule,
+  // or UTF-16 units that are no surrogates, in either byte order. Line
+  // breaks, and whatever decode or readLine refuses, never belong to a run.
+  // Each unit of a run is exactly what decode gives for it, so the lines and
+  // the position of an error are the same.
   enum class PlainRuns { none, bytes, unitsLE, unitsBE };
 
   TextReaderImp(RawReader& raw, PlainRuns runs) : m_raw(raw), m_runs(runs) {}

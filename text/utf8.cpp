@@ -1,9 +1,10 @@
 // UTF-16 <-> UTF-8: the round-tripping encoder, the lenient decoder and
 // fromUTF16.
 //
-// Both directions run an SSE2 block loop over 16 bytes / 16 units at a time
-// while the block needs no decoding, and drop to the scalar coder for a run of
-// sequences when it does. The output is sized once and written through a
+// Both directions take ASCII 16 bytes / 16 units at a time with SSE2, and
+// give every other sequence length a scalar loop of its own that runs while
+// the text keeps to that length, so that a branch is mispredicted only where
+// the text changes script. The output is sized once and written through a
 // pointer: the encoder counts its exact length first (a cheap SIMD pass that
 // saves allocating three bytes per unit), the decoder takes one unit per byte
 // and trims at the end.
@@ -15,6 +16,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace {
 
@@ -45,11 +47,13 @@ inline void widen16(__m128i x, wchar_t* out) {
 
 // --- encoding ------------------------------------------------------------------
 
-// True when all 16 units are below 0x80.
-inline bool ascii16(__m128i a, __m128i b) {
+// Two bits per unit, set for the units below 0x80.
+inline unsigned asciiLanes(__m128i a, __m128i b) {
   const __m128i high = _mm_set1_epi16(static_cast<short>(0xFF80));
-  const __m128i any = _mm_and_si128(_mm_or_si128(a, b), high);
-  return _mm_movemask_epi8(_mm_cmpeq_epi16(any, _mm_setzero_si128())) == 0xFFFF;
+  const __m128i zero = _mm_setzero_si128();
+  const unsigned lo = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(a, high), zero)));
+  const unsigned hi = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(b, high), zero)));
+  return lo | hi << 16;
 }
 
 // -1 in each lane where (x & mask) == value.
@@ -105,57 +109,103 @@ std::string utf8(const std::wstring& s) {
   char* out = result.data();
   const wchar_t* p = s.data();
   const wchar_t* const end = p + n;
+  // Runs of one sequence length each get a loop of their own, which stays on
+  // its branch while the text does; a unit of another length leaves it. The
+  // forms are CodePoint::utf8's six-byte scheme restricted to what UTF-16 can
+  // hold (up to four bytes), spelled out per length.
   while (p != end) {
-    // Every remaining unit takes at least one byte, so a block of 16 units
-    // always has room for its 16 bytes.
-    const wchar_t* const stop = end - p > 16 ? p + 16 : end;
-    if (end - p >= 16) {
-      const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
-      if (ascii16(a, b)) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(a, b));
-        p += 16;
-        out += 16;
+    std::uint32_t v = static_cast<std::uint16_t>(*p);
+    if (v < 0x80) {
+      if (end - p < 16) {
+        *out++ = static_cast<char>(v);
+        ++p;
         continue;
       }
+      // 16 units at a time. Every remaining unit takes at least one byte, so
+      // the 16 bytes always fit; those of units that are no ASCII are
+      // garbage that the units' own sequences overwrite.
+      do {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_packus_epi16(a, b));
+        const unsigned ascii = asciiLanes(a, b);
+        if (ascii != 0xFFFFFFFFu) {
+          const unsigned skip = static_cast<unsigned>(std::countr_one(ascii)) / 2;
+          p += skip;
+          out += skip;
+          break;
+        }
+        p += 16;
+        out += 16;
+      } while (end - p >= 16);
+      continue;
     }
-    // Scalar run over the rest of the block that failed the test (or the
-    // tail), so that mixed text does not bounce between the paths unit by
-    // unit. The forms are CodePoint::utf8's six-byte scheme restricted to what
-    // UTF-16 can hold (up to four bytes), spelled out per length instead of
-    // going through the generic encoder's length search and loop.
-    do {
-      std::uint32_t v = static_cast<std::uint16_t>(*p++);
-      if (v < 0x80) {
-        *out++ = static_cast<char>(v);
-      } else if (v < 0x800) {
+    if (v < 0x800) {
+      do {
         out[0] = static_cast<char>(0xC0 | (v >> 6));
         out[1] = static_cast<char>(0x80 | (v & 0x3F));
         out += 2;
-      } else if (!isSurrogate(v)) {
+        if (++p == end) break;
+        v = static_cast<std::uint16_t>(*p);
+      } while (v - 0x80u < 0x780u);
+      continue;
+    }
+    if (!isSurrogate(v)) {
+      do {
         out[0] = static_cast<char>(0xE0 | (v >> 12));
         out[1] = static_cast<char>(0x80 | ((v >> 6) & 0x3F));
         out[2] = static_cast<char>(0x80 | (v & 0x3F));
         out += 3;
-      } else if (isSurrogateA(v) && p != end && isSurrogateB(static_cast<std::uint16_t>(*p))) {
-        // A pair, combined exactly as CodePointEnumerator combines it.
-        v = ((v - 0xD800u) << 10 | (static_cast<std::uint16_t>(*p++) - 0xDC00u)) + 0x10000u;
-        out[0] = static_cast<char>(0xF0 | (v >> 18));
-        out[1] = static_cast<char>(0x80 | ((v >> 12) & 0x3F));
-        out[2] = static_cast<char>(0x80 | ((v >> 6) & 0x3F));
-        out[3] = static_cast<char>(0x80 | (v & 0x3F));
-        out += 4;
-      } else {
-        // A lone surrogate of either kind: the three-byte form of its value.
-        out[0] = static_cast<char>(0xE0 | (v >> 12));
-        out[1] = static_cast<char>(0x80 | ((v >> 6) & 0x3F));
-        out[2] = static_cast<char>(0x80 | (v & 0x3F));
-        out += 3;
-      }
-    } while (p < stop);
+        if (++p == end) break;
+        v = static_cast<std::uint16_t>(*p);
+      } while (v >= 0x800 && !isSurrogate(v));
+      continue;
+    }
+    if (isSurrogateA(v) && end - p >= 2 && isSurrogateB(static_cast<std::uint16_t>(p[1]))) {
+      // Pairs, combined exactly as CodePointEnumerator combines them, and the
+      // ASCII between them (text of emoji and spaces), one code point a step
+      // through one four-byte store. The store needs four bytes of room: the
+      // first step is a pair, and later ones have four units left.
+      do {
+        const std::uint32_t lead = static_cast<std::uint16_t>(p[0]);
+        const std::uint32_t trail = static_cast<std::uint16_t>(p[1]);
+        const bool pair = ((lead & 0xFC00u) == 0xD800u) & ((trail & 0xFC00u) == 0xDC00u);
+        if (!pair && lead >= 0x80) break;
+        const std::uint32_t c = ((lead - 0xD800u) << 10 | (trail - 0xDC00u)) + 0x10000u;
+        const std::uint32_t bytes4 = (0xF0u | (c >> 18)) | (0x80u | ((c >> 12) & 0x3Fu)) << 8 |
+                                     (0x80u | ((c >> 6) & 0x3Fu)) << 16 | (0x80u | (c & 0x3Fu)) << 24;
+        const std::uint32_t word = pair ? bytes4 : lead;
+        std::memcpy(out, &word, 4);
+        out += pair ? 4 : 1;
+        p += pair ? 2 : 1;
+      } while (end - p >= 4);
+      continue;
+    }
+    // A lone surrogate of either kind: the three-byte form of its value.
+    out[0] = static_cast<char>(0xE0 | (v >> 12));
+    out[1] = static_cast<char>(0x80 | ((v >> 6) & 0x3F));
+    out[2] = static_cast<char>(0x80 | (v & 0x3F));
+    out += 3;
+    ++p;
   }
   return result;
 }
+
+namespace {
+
+// Appends the units of the value a sequence decoded to: one below 0x10000, a
+// pair below 0x110000, none above.
+inline void putDecoded(std::uint32_t v, wchar_t*& out) {
+  if (v < 0x10000u) {
+    *out++ = static_cast<wchar_t>(v);
+  } else if (v < 0x110000u) {
+    v -= 0x10000u;
+    *out++ = static_cast<wchar_t>((v >> 10) | 0xD800u);
+    *out++ = static_cast<wchar_t>((v & 0x3FFu) | 0xDC00u);
+  }
+}
+
+} // namespace
 
 std::wstring utf8(const std::string& s) {
   std::wstring result;
@@ -167,62 +217,64 @@ std::wstring utf8(const std::string& s) {
   wchar_t* out = begin;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
   const unsigned char* const end = p + n;
+  // The value of a sequence: v = lead, then v = (v << 6) + byte for each
+  // trailing byte, modulo 2^32, less kOffsets. Runs of sequences of one
+  // length each get a loop of their own, which stays on its branch while the
+  // text does.
   while (p != end) {
-    const unsigned char* stop = end;
-    if (end - p >= 16) {
-      stop = p + 16;
-      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const unsigned mask = leadMask(x);
-      // Widen the whole block even when it holds a lead byte: the units before
-      // the lead are right, and the ones after it are overwritten next.
-      widen16(x, out);
-      if (mask == 0) {
+    if (*p < 0xC0) {
+      // Bytes below 0xC0 stand for themselves.
+      if (end - p < 16) {
+        *out++ = static_cast<wchar_t>(*p++);
+        continue;
+      }
+      // 16 at a time, up to the first lead byte. The whole block is widened
+      // even when it holds one: the units before the lead are right, and the
+      // ones after it are overwritten next.
+      do {
+        const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const unsigned mask = leadMask(x);
+        widen16(x, out);
+        if (mask != 0) {
+          const unsigned skip = static_cast<unsigned>(std::countr_zero(mask));
+          p += skip;
+          out += skip;
+          break;
+        }
         p += 16;
         out += 16;
-        continue;
-      }
-      const unsigned skip = static_cast<unsigned>(std::countr_zero(mask));
-      p += skip;
-      out += skip;
+      } while (end - p >= 16);
+      continue;
     }
-    // Scalar run from the first lead byte to the end of the block (or of the
-    // tail): bytes below 0xC0 stand for themselves; a lead byte starts a
-    // sequence, which may reach past the block.
-    do {
-      const unsigned b = *p++;
-      if (b < 0xC0) {
-        *out++ = static_cast<wchar_t>(b);
-        continue;
-      }
-      const unsigned t = trailingFor(b);
-      if (static_cast<std::size_t>(end - p) < t) {
-        *out++ = static_cast<wchar_t>(0xFFFD);
-        p = end;
-        break;
-      }
-      // v = b, then v = (v << 6) + byte for each trailing byte, modulo 2^32;
-      // the common lengths unrolled.
-      std::uint32_t v;
-      if (t == 1) {
-        v = (std::uint32_t(b) << 6) + p[0];
-      } else if (t == 2) {
-        v = (std::uint32_t(b) << 12) + (std::uint32_t(p[0]) << 6) + p[1];
-      } else if (t == 3) {
-        v = (std::uint32_t(b) << 18) + (std::uint32_t(p[0]) << 12) + (std::uint32_t(p[1]) << 6) + p[2];
-      } else {
-        v = b;
-        for (unsigned i = 0; i < t; ++i) v = (v << 6) + p[i];
-      }
-      p += t;
-      v -= kOffsets[t];
-      if (v < 0x10000u) {
-        *out++ = static_cast<wchar_t>(v);
-      } else if (v < 0x110000u) {
-        v -= 0x10000u;
-        *out++ = static_cast<wchar_t>((v >> 10) | 0xD800u);
-        *out++ = static_cast<wchar_t>((v & 0x3FFu) | 0xDC00u);
-      }
-    } while (p < stop);
+    const unsigned t = trailingFor(*p);
+    if (static_cast<std::size_t>(end - p) <= t) {
+      // A sequence cut off by the end of the input.
+      *out++ = static_cast<wchar_t>(0xFFFD);
+      break;
+    }
+    if (t == 2) {
+      do {
+        putDecoded((std::uint32_t(p[0]) << 12) + (std::uint32_t(p[1]) << 6) + p[2] - kOffsets[2], out);
+        p += 3;
+      } while (end - p >= 3 && (*p & 0xF0) == 0xE0);
+    } else if (t == 1) {
+      do {
+        putDecoded((std::uint32_t(p[0]) << 6) + p[1] - kOffsets[1], out);
+        p += 2;
+      } while (end - p >= 2 && (*p & 0xE0) == 0xC0);
+    } else if (t == 3) {
+      do {
+        putDecoded((std::uint32_t(p[0]) << 18) + (std::uint32_t(p[1]) << 12) + (std::uint32_t(p[2]) << 6) + p[3] -
+                       kOffsets[3],
+                   out);
+        p += 4;
+      } while (end - p >= 4 && (*p & 0xF8) == 0xF0);
+    } else {
+      std::uint32_t v = *p;
+      for (unsigned i = 1; i <= t; ++i) v = (v << 6) + p[i];
+      putDecoded(v - kOffsets[t], out);
+      p += t + 1;
+    }
   }
   result.resize(static_cast<std::size_t>(out - begin));
   return result;
