@@ -1,0 +1,53 @@
+// A move-only owner of a file opened with CreateFileW, for reading or writing
+// whole .bmp files; every failure is a WinError naming the failing call.
+#pragma once
+
+#include <qorcor14/errors.h>
+
+#include <windows.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+namespace QOR::detail {
+
+class WinFile {
+public:
+  WinFile(const std::wstring& name, DWORD access, DWORD share, DWORD disposition)
+      : m_handle(CreateFileW(name.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr)) {
+    if (m_handle == INVALID_HANDLE_VALUE) throw WinError(L"CreateFile", GetLastError());
+  }
+  WinFile(const WinFile&) = delete;
+  WinFile& operator=(const WinFile&) = delete;
+  // Closes without disturbing GetLastError, so an error being reported keeps
+  // its code.
+  ~WinFile() {
+    const DWORD saved = GetLastError();
+    CloseHandle(m_handle);
+    SetLastError(saved);
+  }
+
+  [[nodiscard]] std::uint64_t size() const {
+    LARGE_INTEGER s;
+    if (!GetFileSizeEx(m_handle, &s)) throw WinError(L"GetFileSizeEx", GetLastError());
+    return static_cast<std::uint64_t>(s.QuadPart);
+  }
+
+  // Reads exactly n bytes; a file that ends first is a failure.
+  void read(void* p, std::uint32_t n) {
+    DWORD got = 0;
+    if (!ReadFile(m_handle, p, n, &got, nullptr)) throw WinError(L"ReadFile", GetLastError());
+    if (got != n) throw WinError(L"ReadFile", ERROR_HANDLE_EOF);
+  }
+
+  void write(const void* p, std::uint32_t n) {
+    DWORD put = 0;
+    if (!WriteFile(m_handle, p, n, &put, nullptr) || put != n) throw WinError(L"WriteFile", GetLastError());
+  }
+
+private:
+  HANDLE m_handle;
+};
+
+} // namespace QOR::detail
