@@ -1,0 +1,232 @@
+// The scheduler's worker through a real draw thread: starting, finishing,
+// waiting, interrupting, a dead worker's report and restart.
+#include "draw_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <thread>
+
+namespace {
+
+using namespace drawtest;
+using QOR::Threading::BoringWaiter;
+
+// A waiter that reports failure without waiting.
+class GiveUpWaiter : public QOR::Threading::Waiter {
+public:
+  unsigned long operator()(void*) const override { return WAIT_TIMEOUT; }
+};
+
+TEST(Scheduler, FinishWithoutWorkerReturnsTrueAndWaitsForNothing) {
+  Renderer renderer;
+  DeadlineWaiter waiter;
+  EXPECT_TRUE(renderer.finish(waiter));
+  EXPECT_EQ(waiter.calls, 0);
+  EXPECT_EQ(renderer.starts, 0);
+}
+
+TEST(Scheduler, InterruptWithoutTaskReturnsAtOnce) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  DeadlineWaiter waiter;
+  renderer.interrupt(waiter);  // never started
+  Task task(windows.topLevel(), "a", log);
+  renderer.insert(task);
+  ASSERT_TRUE(log.waitFor("done a"));
+  ASSERT_TRUE(renderer.waitIdle());
+  renderer.interrupt(waiter);  // running, idle
+  renderer.interrupt();
+  EXPECT_EQ(waiter.calls, 0);
+}
+
+TEST(Scheduler, InterruptWithWaiterReturnsOnceTheTaskGaveControlBack) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  Task task(windows.topLevel(), "a", log, Task::Blocking);
+  renderer.insert(task);
+  ASSERT_TRUE(log.waitFor("draw a"));
+  DeadlineWaiter waiter;
+  renderer.interrupt(waiter);
+  EXPECT_EQ(waiter.calls, 1);
+  EXPECT_EQ(waiter.lastResult, WAIT_OBJECT_0);
+  log.add("interrupt returned");
+  // Not cancelled: the task goes back on the queue and runs to the end.
+  ASSERT_TRUE(log.waitFor("draw a"));
+  task.release();
+  ASSERT_TRUE(log.waitFor("done a"));
+  // The worker may draw again before "interrupt returned" is logged.
+  const auto entries = log.entries();
+  const auto at = [&](const std::string& e) { return std::find(entries.begin(), entries.end(), e) - entries.begin(); };
+  EXPECT_EQ(entries[1], "stopped a");
+  EXPECT_LT(at("stopped a"), at("interrupt returned"));
+  EXPECT_EQ(task.draws, 2);
+}
+
+TEST(Scheduler, FinishStopsABusyWorkerAndFollowsTheExitCode) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  Task running(windows.topLevel(), "running", log, Task::Blocking);
+  Task queued(windows.topLevel(), "queued", log, Task::Blocking);
+  renderer.insert(running);
+  ASSERT_TRUE(log.waitFor("draw running"));
+  Windows::stack({running.window(), queued.window()});  // queued below: no interrupt
+  renderer.insert(queued);
+  DeadlineWaiter waiter;
+  EXPECT_TRUE(renderer.finish(waiter));  // the worker returns 0
+  EXPECT_EQ(waiter.lastResult, WAIT_OBJECT_0);
+  EXPECT_EQ(renderer.ends, 1);
+  EXPECT_EQ(running.draws, 1);  // interrupted and not queued again
+  EXPECT_EQ(queued.draws, 0);   // dropped with the queue
+  EXPECT_TRUE(renderer.finish(waiter));  // nothing left to stop
+}
+
+TEST(Scheduler, FinishIsFalseForAKilledWorkerAndTrueWhenTheWaiterGivesUp) {
+  Windows windows;
+  Log log;
+  {
+    Renderer renderer;
+    Task task(windows.topLevel(), "a", log);
+    renderer.insert(task);
+    ASSERT_TRUE(log.waitFor("done a"));
+    ASSERT_TRUE(renderer.killWorker(7));
+    EXPECT_FALSE(renderer.finish(DeadlineWaiter()));
+  }
+  Renderer renderer;
+  Task task(windows.topLevel(), "b", log);
+  renderer.insert(task);
+  ASSERT_TRUE(log.waitFor("done b"));
+  EXPECT_TRUE(renderer.finish(GiveUpWaiter()));
+  EXPECT_TRUE(renderer.workerEnded());  // it was told to end all the same
+}
+
+// Closes every "Thread exited unexpectedly" box titled "QOR::Draw" with IDOK
+// until stopped. Past the deadline it ends the box's modal loop with WM_QUIT,
+// so that a box it cannot find fails the test instead of hanging it.
+class BoxCloser {
+public:
+  explicit BoxCloser(DWORD uiThread) : m_ui(uiThread), m_thread([this] { run(); }) {}
+  ~BoxCloser() {
+    m_stop = true;
+    m_thread.join();
+  }
+  std::atomic<int> closed{0};
+  std::atomic<bool> textMatched{false};
+
+private:
+  void run() {
+    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+    while (!m_stop) {
+      HWND box = FindWindowW(L"#32770", L"QOR::Draw");
+      if (box && box != m_last) {  // a closed box lingers until its loop ends
+        wchar_t text[64] = {};
+        GetDlgItemTextW(box, 0xFFFF, text, 64);
+        textMatched = std::wstring(text) == L"Thread exited unexpectedly";
+        SendMessageW(box, WM_COMMAND, IDOK, 0);
+        m_last = box;
+        ++closed;
+      } else if (!box && closed == 0 && std::chrono::steady_clock::now() > deadline) {
+        PostThreadMessageW(m_ui, WM_QUIT, 0, 0);
+        return;
+      }
+      std::this_thread::sleep_for(5ms);
+    }
+  }
+  DWORD m_ui;
+  HWND m_last = nullptr;
+  std::atomic<bool> m_stop{false};
+  std::thread m_thread;
+};
+
+TEST(Scheduler, KilledWorkerIsReportedOnceAndRestarted) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  Task first(windows.topLevel(), "first", log);
+  renderer.insert(first);
+  ASSERT_TRUE(log.waitFor("done first"));
+  ASSERT_TRUE(renderer.killWorker(3));
+
+  BoxCloser closer(GetCurrentThreadId());
+  Task second(windows.topLevel(), "second", log);
+  renderer.insert(second);  // shows the box until the closer sends IDOK
+  ASSERT_TRUE(log.waitFor("done second"));
+  Task third(windows.topLevel(), "third", log);
+  renderer.insert(third);
+  ASSERT_TRUE(log.waitFor("done third"));
+  EXPECT_EQ(closer.closed, 1);
+  EXPECT_TRUE(closer.textMatched);
+  EXPECT_EQ(renderer.starts, 2);
+  MSG msg;
+  PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);  // from a failed run only
+}
+
+TEST(Scheduler, ThrowingDrawKeepsTheWorkerAlive) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  Task thrower(windows.topLevel(), "thrower", log);
+  thrower.duringDraw = [] { throw std::runtime_error("draw failed"); };
+  renderer.insert(thrower);
+  ASSERT_TRUE(log.waitFor("draw thrower"));
+  Task next(windows.topLevel(), "next", log);
+  renderer.insert(next);
+  ASSERT_TRUE(log.waitFor("done next"));
+  EXPECT_EQ(thrower.draws, 1);  // dropped, not retried
+  EXPECT_EQ(renderer.starts, 1);
+}
+
+TEST(Scheduler, BoringWaiterServicesTheWorkersSendMessage) {
+  Windows windows;
+  Log log;
+  Renderer renderer;
+  HWND window = windows.topLevel();
+  Task task(window, "a", log, Task::Blocking);
+  LRESULT sent = 0;
+  // Once interrupted, the task's draw sends to the waiting thread's window;
+  // without servicing it the send times out instead of hanging.
+  task.duringDraw = [&] {
+    log.add("sending");
+    log.waitFor("cancelling");
+    std::this_thread::sleep_for(20ms);  // let the caller reach its wait
+    DWORD_PTR result = 0;
+    sent = SendMessageTimeoutW(window, WM_APP, 0, 0, SMTO_NORMAL, kDeadlineMs, &result);
+  };
+  const int before = Windows::appMessages;
+  renderer.insert(task);
+  ASSERT_TRUE(log.waitFor("sending"));
+  log.add("cancelling");
+  renderer.cancel(window, BoringWaiter());
+  EXPECT_NE(sent, 0);
+  EXPECT_EQ(Windows::appMessages, before + 1);
+}
+
+TEST(Scheduler, DestructionWithQueuedTasksDeletesNone) {
+  Windows windows;
+  Log log;
+  const int destroyed = Task::destroyed;
+  Task gate(windows.topLevel(), "gate", log, Task::Gate);
+  Task a(windows.topLevel(), "a", log), b(windows.topLevel(), "b", log);
+  {
+    Renderer renderer;
+    renderer.insert(gate);
+    ASSERT_TRUE(log.waitFor("draw gate"));
+    renderer.insert(a);
+    renderer.insert(b);
+    gate.release();
+  }
+  EXPECT_EQ(Task::destroyed, destroyed);
+  EXPECT_LE(a.draws + b.draws, 2);
+}
+
+TEST(Scheduler, SetThreadNameIsHarmlessWithoutADebugger) {
+  QOR::setThreadName("scheduler test", 0xFFFFFFFF);
+  QOR::setThreadName("another thread", GetCurrentThreadId());
+  SUCCEED();
+}
+
+}  // namespace

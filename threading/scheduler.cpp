@@ -1,0 +1,197 @@
+// The scheduler's worker: starting it, its loop, interrupting, cancelling and
+// finishing it.
+#include <qorcor14/threading/scheduler.h>
+
+#include <qorcor14/errors.h>
+#include <qorcor14/text/strings.h>
+
+#include "internal/scoped_handle.h"
+
+#include <windows.h>
+#include <objbase.h>
+#include <process.h>
+
+#include <clocale>
+#include <utility>
+
+namespace QOR::Threading {
+
+using internal::ScopedHandle;
+
+namespace {
+
+constexpr unsigned kWorkerStackBytes = 262144;
+
+// Takes a handle field's value out of the object and closes it.
+void closeField(void*& field) { ScopedHandle(std::exchange(field, nullptr)); }
+
+}  // namespace
+
+SchedulerBase::SchedulerBase(int priority)
+    : m_lock(0), m_wakeEvent(nullptr), m_doneEvent(nullptr), m_thread(nullptr), m_cancelled(false),
+      m_priority(priority) {}
+
+SchedulerBase::~SchedulerBase() {
+  closeField(m_wakeEvent);
+  closeField(m_doneEvent);
+  closeField(m_thread);
+}
+
+SchedulerBase::SchedulerBase(const SchedulerBase&) : SchedulerBase(0) {
+  throw NotImplemented(L"SchedulerBase copy constructor");
+}
+
+SchedulerBase& SchedulerBase::operator=(const SchedulerBase&) {
+  throw NotImplemented(L"SchedulerBase operator=()");
+}
+
+void SchedulerBase::setThreadPriority(int priority) {
+  ReadWriteLockExclusive lock(m_lock);
+  m_priority = priority;
+}
+
+void SchedulerBase::startThread() {
+  bool dead = false;
+  {
+    ReadWriteLockExclusive lock(m_lock);
+    DWORD code = 0;
+    dead = m_thread && (!GetExitCodeThread(m_thread, &code) || code != STILL_ACTIVE);
+  }
+  if (dead) {
+    // Outside the lock: the box runs a message loop for as long as it shows.
+    MessageBoxW(nullptr, L"Thread exited unexpectedly", getWCS(threadName()).c_str(), MB_ICONINFORMATION);
+    ReadWriteLockExclusive lock(m_lock);
+    closeField(m_wakeEvent);
+    closeField(m_thread);
+  }
+  ReadWriteLockExclusive lock(m_lock);
+  if (m_wakeEvent) return;
+  m_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  if (!m_wakeEvent || m_thread) return;
+  const uintptr_t thread = _beginthreadex(nullptr, kWorkerStackBytes, &SchedulerBase::threadMain, this, 0, nullptr);
+  if (thread == 0) {
+    // No worker: back to idle, so that the next task tries again.
+    closeField(m_wakeEvent);
+    return;
+  }
+  m_thread = reinterpret_cast<HANDLE>(thread);
+  SetThreadPriority(m_thread, m_priority);
+  SetThreadPriorityBoost(m_thread, TRUE);
+}
+
+unsigned __stdcall SchedulerBase::threadMain(void* scheduler) {
+  auto* self = static_cast<SchedulerBase*>(scheduler);
+  setThreadName(self->threadName(), 0xFFFFFFFF);
+  const HRESULT com = CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+  _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
+  std::setlocale(LC_CTYPE, "");
+  self->threadStarting();
+
+  // The worker waits on its own copy of the wake event: finish() nulls the
+  // field, signals the event and closes it, and the worker leaves at its next
+  // look at the field. Its copy cannot be closed (or its value reused) under
+  // a pending wait.
+  ScopedHandle wake;
+  for (;;) {
+    {
+      ReadWriteLockExclusive lock(self->m_lock);
+      if (!self->m_wakeEvent) break;
+      if (!wake) {
+        HANDLE copy = nullptr;
+        if (!DuplicateHandle(GetCurrentProcess(), self->m_wakeEvent, GetCurrentProcess(), &copy, 0, FALSE,
+                             DUPLICATE_SAME_ACCESS))
+          break;
+        wake = ScopedHandle(copy);
+      }
+    }
+    if (WaitForSingleObject(wake.get(), INFINITE) != WAIT_OBJECT_0) break;
+    for (;;) {
+      try {
+        self->processTasks();
+        break;
+      } catch (...) {
+        // A failing task must not take the worker down with it: drain again.
+      }
+    }
+  }
+  self->threadEnding();
+  if (SUCCEEDED(com)) CoUninitialize();
+  return 0;
+}
+
+void SchedulerBase::interrupt() {
+  ReadWriteLockExclusive lock(m_lock);
+  if (TaskBase* task = taskInProgress()) task->interrupt();
+}
+
+void SchedulerBase::interrupt(Waiter const& waiter) {
+  ReadWriteLockExclusive lock(m_lock);
+  if (taskInProgress()) doCancelCurrentTask(lock, false, &waiter);
+}
+
+void SchedulerBase::doCancelCurrentTask(ReadWriteLock<268435456, -1>& lock, bool setCancelled, Waiter const* waiter) {
+  if (setCancelled) m_cancelled = true;
+  taskInProgress()->interrupt();
+  if (!waiter) return;
+  m_doneEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  if (!m_doneEvent) return;  // nothing to wait on: as if no waiter was given
+  HANDLE done = m_doneEvent;
+  // The worker takes the lock to signal the event, so it is let go for the
+  // wait. The holder keeps counting as held: the word is taken again before
+  // its destructor releases it.
+  if (lock.held()) readWriteLockUnlock(m_lock, readWriteLockWriter);
+  (*waiter)(done);
+  if (lock.held()) readWriteLockLock(m_lock, readWriteLockWriter, readWriteLockWriterMask, readWriteLockForever);
+  closeField(m_doneEvent);
+}
+
+bool SchedulerBase::finish(Waiter const& waiter) {
+  {
+    ReadWriteLockExclusive lock(m_lock);
+    eraseWholeQueue();
+    if (TaskBase* task = taskInProgress()) {
+      m_cancelled = true;
+      task->interrupt();
+    }
+    if (m_wakeEvent) {
+      ScopedHandle wake(std::exchange(m_wakeEvent, nullptr));
+      SetEvent(wake.get());
+    }
+  }
+  bool result = true;
+  if (m_thread) {
+    // A low-priority worker must not keep the caller waiting.
+    SetThreadPriority(m_thread, GetThreadPriority(GetCurrentThread()));
+    if (waiter(m_thread) == WAIT_OBJECT_0) {
+      DWORD code = 0;
+      result = GetExitCodeThread(m_thread, &code) && code == 0;
+    }
+    closeField(m_thread);
+  }
+  return result;
+}
+
+template <class Key>
+Scheduler<Key>::Scheduler(int priority) : SchedulerBase(priority) {}
+
+template <class Key>
+void Scheduler<Key>::cancel(Key const& key) {
+  ReadWriteLockExclusive lock(m_lock);
+  eraseFromQueue(key);
+  if (auto* task = static_cast<KeyedTask<Key>*>(taskInProgress()); task && task->window() == key) {
+    m_cancelled = true;
+    task->interrupt();
+  }
+}
+
+template <class Key>
+void Scheduler<Key>::cancel(Key const& key, Waiter const& waiter) {
+  ReadWriteLockExclusive lock(m_lock);
+  eraseFromQueue(key);
+  if (auto* task = static_cast<KeyedTask<Key>*>(taskInProgress()); task && task->window() == key)
+    doCancelCurrentTask(lock, true, &waiter);
+}
+
+template class Scheduler<HWND>;
+
+}  // namespace QOR::Threading
