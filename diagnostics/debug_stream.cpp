@@ -1,0 +1,231 @@
+// The debug stream's process-wide state: opening its file from the
+// environment, the stream buffer that forwards to the text writer, the
+// active-state cache and the level.
+#include <qorcor14/diagnostics/debug_stream.h>
+
+#include <qorcor14/stream/raw.h>
+#include <qorcor14/stream/text_file.h>
+#include <qorcor14/text/strings.h>
+#include <qorcor14/threading/lock.h>
+
+#include <windows.h>
+
+#include <algorithm>
+#include <atomic>
+#include <clocale>
+#include <climits>
+#include <ctime>
+#include <exception>
+#include <io.h>
+#include <locale.h>
+#include <memory>
+#include <stdlib.h>
+#include <streambuf>
+#include <wchar.h>
+
+namespace {
+
+long volatile g_lock = 0;
+std::atomic<long> g_level{DebugStream::Verbose};
+// 0 not yet known, 1 active, -1 inactive.
+std::atomic<long> g_activeState{0};
+// Set once the stream has been opened; the target never changes afterwards
+// until the library unloads.
+bool g_initialised = false;
+QOR::TextWriter* g_target = nullptr;
+// The file under a writer made from the template (the writer does not own it).
+QOR::RawFileWriter* g_rawFile = nullptr;
+
+// Gathers characters and hands them to the target writer in one piece when
+// full and on flush; without a target it only discards them.
+class TargetBuffer : public std::wstreambuf {
+public:
+  TargetBuffer() { setp(m_chars, m_chars + kChars); }
+
+protected:
+  int_type overflow(int_type c) override {
+    drain(false);
+    if (!traits_type::eq_int_type(c, traits_type::eof())) {
+      *pptr() = traits_type::to_char_type(c);
+      pbump(1);
+    }
+    return traits_type::not_eof(c);
+  }
+
+  int sync() override {
+    drain(true);
+    if (QOR::TextWriter* target = g_target) {
+      try {
+        target->flush();
+      } catch (const std::exception&) {
+        // Diagnostics never fail their caller.
+      }
+    }
+    return 0;
+  }
+
+private:
+  static constexpr std::ptrdiff_t kChars = 512;
+
+  // Writes the gathered characters. Unless everything is wanted, a final CR
+  // is held back: the writer turns a CR at the end of one write and an LF at
+  // the start of the next into two line breaks.
+  void drain(bool all) {
+    wchar_t* end = pptr();
+    const bool holdCR = !all && end != pbase() && end[-1] == L'\r';
+    if (holdCR) --end;
+    // The end-of-file value is never written, as if every character were put
+    // one by one.
+    end = std::remove(pbase(), end, static_cast<wchar_t>(traits_type::eof()));
+    if (QOR::TextWriter* target = g_target; target && end != pbase()) {
+      try {
+        target->write(std::wstring(pbase(), end));
+      } catch (const std::exception&) {
+        // Dropped: a character the file cannot hold, or a failing disk.
+      }
+    }
+    setp(m_chars, m_chars + kChars);
+    if (holdCR) {
+      m_chars[0] = L'\r';
+      pbump(1);
+    }
+  }
+
+  wchar_t m_chars[kChars];
+};
+
+class DebugOStream : public std::basic_ostream<wchar_t> {
+public:
+  DebugOStream() : std::basic_ostream<wchar_t>(&m_buffer) {}
+
+private:
+  TargetBuffer m_buffer;
+};
+
+// The stream outlives every static object: it is made on first use and never
+// destroyed, so destructors elsewhere may still write to it.
+DebugOStream& theStream() {
+  static DebugOStream* stream = new DebugOStream;
+  return *stream;
+}
+
+// Creates the first numbered file of the template that does not exist yet;
+// false when the template has no "#".
+bool openNumbered(const std::wstring& pattern) {
+  const std::size_t hash = pattern.find(L'#');
+  if (hash == std::wstring::npos) return false;
+  std::wstring name;
+  for (int n = 0;; ++n) {
+    name = pattern.substr(0, hash) + stringPrintf(L"%d", n) + pattern.substr(hash + 1);
+    if (_waccess(name.c_str(), 0) != 0 || n == INT_MAX) break;
+  }
+  std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
+  g_target = QOR::TextWriter::create(*raw, QOR::UTF16le, true);
+  g_rawFile = raw.release();
+  return true;
+}
+
+BOOL CALLBACK openStream(PINIT_ONCE, PVOID, PVOID*) {
+  const wchar_t* pattern = _wgetenv(L"QORDEBUGPRINTTEMPLATE");
+  const wchar_t* file = _wgetenv(L"QORDEBUGPRINTFILE");
+  try {
+    if (!(pattern && openNumbered(pattern)) && file)
+      g_target = QOR::TextWriter::create(file, QOR::TextOpenMode(1), QOR::TextEncoding(1));
+  } catch (const std::exception&) {
+    // A file that cannot be made leaves the stream without a target.
+  }
+  DebugOStream& s = theStream();
+  __time64_t now = _time64(nullptr);
+  const wchar_t* when = _wctime64(&now);
+  s << L"Moravetrix debug file created at " << (when ? when : L"\n");
+  s.flush();
+  s.precision(15);
+  g_initialised = true;
+  return TRUE;
+}
+
+INIT_ONCE g_opened = INIT_ONCE_STATIC_INIT;
+
+// Flushes and closes the file when the library unloads. No lock: by then no
+// other thread of the process runs, and the lock's own statics may be gone.
+struct CloseAtUnload {
+  ~CloseAtUnload() {
+    if (!g_initialised || !g_target) return;
+    theStream().flush();
+    QOR::TextWriter* target = g_target;
+    g_target = nullptr;
+    try {
+      target->close();
+      if (g_rawFile) g_rawFile->close();
+    } catch (const std::exception&) {
+    }
+    delete target;
+    delete g_rawFile;
+    g_rawFile = nullptr;
+  }
+} g_closeAtUnload;
+
+// Runs the caller in a per-thread locale and restores its locale mode and
+// LC_CTYPE afterwards.
+class ThreadLocale {
+public:
+  ThreadLocale() : m_mode(_configthreadlocale(0)) {
+    if (const char* ctype = std::setlocale(LC_CTYPE, nullptr)) m_ctype = ctype;
+    _configthreadlocale(_ENABLE_PER_THREAD_LOCALE);
+  }
+  ~ThreadLocale() {
+    if (!m_ctype.empty()) std::setlocale(LC_CTYPE, m_ctype.c_str());
+    _configthreadlocale(m_mode);
+  }
+  ThreadLocale(const ThreadLocale&) = delete;
+  ThreadLocale& operator=(const ThreadLocale&) = delete;
+
+private:
+  int m_mode;
+  std::string m_ctype;
+};
+
+}  // namespace
+
+namespace DebugStream {
+
+std::basic_ostream<wchar_t>& stream() {
+  InitOnceExecuteOnce(&g_opened, openStream, nullptr, nullptr);
+  return theStream();
+}
+
+bool testActive() {
+  ThreadLocale locale;
+  stream();
+  g_activeState = g_target ? 1 : -1;
+  return g_activeState > 0;
+}
+
+bool isActive() {
+  const long state = g_activeState.load(std::memory_order_acquire);
+  if (state != 0) return state > 0;
+  ReadWriteLockShared shared(g_lock);
+  return testActive();
+}
+
+void flush() {
+  ReadWriteLockExclusive exclusive(g_lock);
+  if (g_target) theStream().flush();
+}
+
+long volatile& lock() { return g_lock; }
+
+DebuggingLevel debuggingLevel() { return static_cast<DebuggingLevel>(g_level.load(std::memory_order_relaxed)); }
+
+SetVerbose::SetVerbose(DebuggingLevel level) : m_previous(debuggingLevel()), m_requested(level) {}
+
+SetVerbose::~SetVerbose() { g_level = m_previous; }
+
+void SetVerbose::doVerbose() const { g_level = m_requested; }
+
+std::wostream& operator<<(std::wostream& os, const SetVerbose& v) {
+  v.doVerbose();
+  return os;
+}
+
+}  // namespace DebugStream

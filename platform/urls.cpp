@@ -1,0 +1,275 @@
+// URLs: recognition, percent-decoding, canonical forms, pasted-text cleanup
+// and downloads to the internet cache.
+#include <qorcor14/errors.h>
+#include <qorcor14/platform/urls.h>
+#include <qorcor14/text/strings.h>
+#include <qormsg.h>
+
+#include <windows.h>
+#include <urlmon.h>
+
+#include <string>
+
+namespace {
+
+[[noreturn]] void throwNotAUrl(const std::wstring& url) {
+  throw QOR::QorError(stringPrintf(qorMsg(278).c_str(), url.c_str()));
+}
+
+bool isAsciiLetter(wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); }
+bool isAsciiDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
+
+int hexValue(wchar_t c) {
+  if (isAsciiDigit(c)) return c - L'0';
+  if (c >= L'A' && c <= L'F') return c - L'A' + 10;
+  if (c >= L'a' && c <= L'f') return c - L'a' + 10;
+  return -1;
+}
+
+// The byte of the escape at s[at] ('%' and two hex digits), or -1.
+int escapeAt(const std::wstring& s, std::size_t at) {
+  if (at + 2 >= s.size() || s[at] != L'%') return -1;
+  const int hi = hexValue(s[at + 1]), lo = hexValue(s[at + 2]);
+  return hi < 0 || lo < 0 ? -1 : hi * 16 + lo;
+}
+
+// The length of the well-formed UTF-8 sequence at bytes[at] (no overlong
+// forms, no surrogates, nothing above U+10FFFF) and its value, or 0.
+std::size_t decodeUtf8(const std::string& bytes, std::size_t at, unsigned int& value) {
+  const auto b = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned int lead = b(at);
+  std::size_t n;
+  unsigned int min;
+  if (lead < 0x80) { value = lead; return 1; }
+  if (lead >= 0xC2 && lead <= 0xDF) { n = 2; min = 0x80; value = lead & 0x1F; }
+  else if (lead >= 0xE0 && lead <= 0xEF) { n = 3; min = 0x800; value = lead & 0x0F; }
+  else if (lead >= 0xF0 && lead <= 0xF4) { n = 4; min = 0x10000; value = lead & 0x07; }
+  else return 0;
+  if (at + n > bytes.size()) return 0;
+  for (std::size_t i = 1; i < n; ++i) {
+    if ((b(at + i) & 0xC0) != 0x80) return 0;
+    value = value << 6 | (b(at + i) & 0x3F);
+  }
+  if (value < min || value > 0x10FFFF || (value >= 0xD800 && value <= 0xDFFF)) return 0;
+  return n;
+}
+
+void appendCodePoint(std::wstring& out, unsigned int value) {
+  if (value < 0x10000) {
+    out += static_cast<wchar_t>(value);
+  } else {
+    value -= 0x10000;
+    out += static_cast<wchar_t>(0xD800 + (value >> 10));
+    out += static_cast<wchar_t>(0xDC00 + (value & 0x3FF));
+  }
+}
+
+bool isUnreserved(unsigned int c) {
+  return c < 0x80 && (isAsciiLetter(static_cast<wchar_t>(c)) || isAsciiDigit(static_cast<wchar_t>(c)) || c == '-' ||
+                      c == '.' || c == '_' || c == '~');
+}
+
+void appendEscape(std::wstring& out, unsigned int byte) {
+  static const wchar_t digits[] = L"0123456789ABCDEF";
+  out += L'%';
+  out += digits[byte >> 4];
+  out += digits[byte & 15];
+}
+
+// s with its escapes normalised (upper-case hex, unreserved characters
+// decoded, a stray '%' escaped) and every character a URL cannot hold
+// escaped as UTF-8.
+std::wstring escapeUnsafe(const std::wstring& s) {
+  std::wstring out;
+  out.reserve(s.size());
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    const wchar_t c = s[i];
+    if (c == L'%') {
+      const int byte = escapeAt(s, i);
+      if (byte < 0) {
+        out += L"%25";
+      } else if (isUnreserved(static_cast<unsigned int>(byte))) {
+        out += static_cast<wchar_t>(byte);
+        i += 2;
+      } else {
+        appendEscape(out, static_cast<unsigned int>(byte));
+        i += 2;
+      }
+    } else if (c > 0x7E) {
+      std::wstring unit(1, c);
+      if (IS_HIGH_SURROGATE(c) && i + 1 < s.size() && IS_LOW_SURROGATE(s[i + 1])) unit += s[++i];
+      for (unsigned char byte : utf8(unit)) appendEscape(out, byte);
+    } else if (c <= 0x20 || std::wstring_view(L"\"<>\\^`{|}").find(c) != std::wstring_view::npos) {
+      appendEscape(out, static_cast<unsigned int>(c));
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
+// Removes "." and ".." segments from a path, as RFC 3986 section 5.2.4 does.
+std::wstring removeDotSegments(std::wstring in) {
+  std::wstring out;
+  const auto dropLastSegment = [&out] {
+    const std::size_t slash = out.rfind(L'/');
+    out.erase(slash == std::wstring::npos ? 0 : slash);
+  };
+  while (!in.empty()) {
+    if (in.starts_with(L"../")) {
+      in.erase(0, 3);
+    } else if (in.starts_with(L"./")) {
+      in.erase(0, 2);
+    } else if (in.starts_with(L"/./")) {
+      in.erase(0, 2);
+    } else if (in == L"/.") {
+      in = L"/";
+    } else if (in.starts_with(L"/../")) {
+      in.erase(0, 3);
+      dropLastSegment();
+    } else if (in == L"/..") {
+      in = L"/";
+      dropLastSegment();
+    } else if (in == L"." || in == L"..") {
+      in.clear();
+    } else {
+      const std::size_t end = in.find(L'/', 1);
+      out += in.substr(0, end);
+      in.erase(0, end == std::wstring::npos ? in.size() : end);
+    }
+  }
+  return out;
+}
+
+std::wstring asciiLower(std::wstring s) {
+  for (wchar_t& c : s)
+    if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
+  return s;
+}
+
+bool isBlank(wchar_t c) { return c == L' ' || c == L'\t' || c == L'\r' || c == L'\n' || c == L'\f' || c == L'\v'; }
+
+// White space as Unicode has it, and the byte-order mark that pasted text
+// sometimes starts with; the C runtime's iswspace depends on the locale.
+bool isWhite(wchar_t c) {
+  return isBlank(c) || c == 0x85 || c == 0xA0 || c == 0x1680 || (c >= 0x2000 && c <= 0x200B) || c == 0x2028 ||
+         c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000 || c == 0xFEFF;
+}
+
+std::wstring trimmed(const std::wstring& s) {
+  std::size_t begin = 0, end = s.size();
+  while (begin < end && isWhite(s[begin])) ++begin;
+  while (end > begin && isWhite(s[end - 1])) --end;
+  return s.substr(begin, end - begin);
+}
+
+}  // namespace
+
+bool isURL(const std::wstring& text) {
+  if (text.empty() || !isAsciiLetter(text[0])) return false;
+  std::size_t i = 1;
+  while (i < text.size() && (isAsciiLetter(text[i]) || isAsciiDigit(text[i]) || text[i] == L'+' || text[i] == L'-' ||
+                             text[i] == L'.'))
+    ++i;
+  return i >= 2 && i < text.size() && text[i] == L':';
+}
+
+std::wstring unescapeUrl(const std::wstring& url) {
+  std::wstring out;
+  out.reserve(url.size());
+  for (std::size_t i = 0; i < url.size();) {
+    if (escapeAt(url, i) < 0) {
+      out += url[i++];
+      continue;
+    }
+    // A run of escapes: their bytes, decoded as UTF-8 together.
+    std::string bytes;
+    const std::size_t start = i;
+    for (int byte; (byte = escapeAt(url, i)) >= 0; i += 3) {
+      if (byte == 0) throwNotAUrl(url);
+      bytes += static_cast<char>(byte);
+    }
+    for (std::size_t at = 0; at < bytes.size();) {
+      unsigned int value = 0;
+      if (const std::size_t n = decodeUtf8(bytes, at, value)) {
+        appendCodePoint(out, value);
+        at += n;
+      } else {
+        out += url.substr(start + 3 * at, 3);  // kept as it was written
+        ++at;
+      }
+    }
+  }
+  return out;
+}
+
+std::wstring canonicalizeUrl(const std::wstring& url) {
+  if (!isURL(url)) throwNotAUrl(url);
+  const std::size_t colon = url.find(L':');
+  const std::wstring scheme = asciiLower(url.substr(0, colon));
+  const bool special = scheme == L"http" || scheme == L"https" || scheme == L"ftp" || scheme == L"file";
+
+  std::wstring rest = url.substr(colon + 1);
+  const std::size_t hash = rest.find(L'#');
+  const std::wstring fragment = hash == std::wstring::npos ? L"" : rest.substr(hash);
+  rest.erase(std::min(hash, rest.size()));
+  const std::size_t question = rest.find(L'?');
+  const std::wstring query = question == std::wstring::npos ? L"" : rest.substr(question);
+  rest.erase(std::min(question, rest.size()));
+  if (special)
+    for (wchar_t& c : rest)
+      if (c == L'\\') c = L'/';
+
+  std::wstring out = scheme + L':';
+  std::wstring path = rest;
+  const bool hasAuthority = rest.starts_with(L"//");
+  if (hasAuthority) {
+    const std::size_t end = std::min(rest.find(L'/', 2), rest.size());
+    const std::wstring authority = rest.substr(2, end - 2);
+    const std::size_t at = authority.rfind(L'@');
+    const std::size_t hostStart = at == std::wstring::npos ? 0 : at + 1;
+    out += L"//" + escapeUnsafe(authority.substr(0, hostStart)) + asciiLower(escapeUnsafe(authority.substr(hostStart)));
+    path = rest.substr(end);
+  }
+  path = escapeUnsafe(path);
+  if (hasAuthority || path.starts_with(L'/')) path = removeDotSegments(path);
+  if (special && hasAuthority && path.empty()) path = L"/";
+  return out + path + escapeUnsafe(query) + escapeUnsafe(fragment);
+}
+
+std::wstring cleanupUrl(const std::wstring& text) {
+  // Line breaks and the blanks around them go: a mail program wrapped the URL.
+  std::wstring s;
+  s.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != L'\r' && text[i] != L'\n') {
+      s += text[i];
+      continue;
+    }
+    while (!s.empty() && (s.back() == L' ' || s.back() == L'\t')) s.pop_back();
+    while (i + 1 < text.size() && isBlank(text[i + 1])) ++i;
+  }
+  s = trimmed(s);
+  for (bool changed = true; changed;) {
+    changed = false;
+    if (s.size() >= 2 && ((s.front() == L'<' && s.back() == L'>') || (s.front() == L'"' && s.back() == L'"') ||
+                          (s.front() == L'\'' && s.back() == L'\''))) {
+      s = trimmed(s.substr(1, s.size() - 2));
+      changed = true;
+    }
+    if (s.size() > 4 && _wcsnicmp(s.c_str(), L"URL:", 4) == 0 && isURL(trimmed(s.substr(4)))) {
+      s = trimmed(s.substr(4));
+      changed = true;
+    }
+  }
+  if (!isURL(s)) throwNotAUrl(text);
+  return s;
+}
+
+std::wstring downloadUrlToCache(const std::wstring& url) {
+  if (!isURL(url)) throwNotAUrl(url);
+  wchar_t file[MAX_PATH + 1] = {};
+  const HRESULT hr = URLDownloadToCacheFileW(nullptr, url.c_str(), file, MAX_PATH, 0, nullptr);
+  if (FAILED(hr) || file[0] == L'\0') throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));
+  return file;
+}

@@ -1,0 +1,314 @@
+#include <qorcor14/diagnostics/debug_stream.h>
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <cstdint>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+// Types for the pointer descriptions, outside the anonymous namespace whose
+// name would lead theirs.
+struct Plain {};
+namespace Outer::Inner {
+struct Nested {};
+}  // namespace Outer::Inner
+
+namespace {
+
+using Env = std::vector<std::pair<std::wstring, std::wstring>>;
+
+struct HelperRun {
+  DWORD code = 0xFFFFFFFF;
+  std::string output;
+};
+
+std::string readFile(const std::wstring& name) {
+  std::ifstream in(name.c_str(), std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void writeFile(const std::wstring& name, const std::string& bytes) {
+  std::ofstream(name.c_str(), std::ios::binary) << bytes;
+}
+
+// Runs debug_stream_helper (beside this program) with `args`, in this
+// process's environment without the debug variables plus `env`, and waits at
+// most two minutes.
+HelperRun helper(const std::wstring& args, const Env& env) {
+  wchar_t self[MAX_PATH];
+  GetModuleFileNameW(nullptr, self, MAX_PATH);
+  std::wstring program(self);
+  program.erase(program.find_last_of(L"\\/") + 1).append(L"debug_stream_helper.exe");
+
+  std::wstring block;
+  wchar_t* all = GetEnvironmentStringsW();
+  for (const wchar_t* e = all; *e; e += wcslen(e) + 1)
+    if (_wcsnicmp(e, L"QORDEBUGPRINT", 13) != 0) block.append(e).push_back(L'\0');
+  FreeEnvironmentStringsW(all);
+  for (const auto& [name, value] : env) block.append(name + L"=" + value).push_back(L'\0');
+  block.push_back(L'\0');
+
+  HelperRun run;
+  wchar_t temp[MAX_PATH + 1], file[MAX_PATH + 1];
+  GetTempPathW(MAX_PATH + 1, temp);
+  GetTempFileNameW(temp, L"dbg", 0, file);
+  SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+  HANDLE out = CreateFileW(file, GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
+  STARTUPINFOW si{};
+  si.cb = sizeof si;
+  si.dwFlags = STARTF_USESTDHANDLES;
+  si.hStdOutput = si.hStdError = out;
+  std::wstring command = L"\"" + program + L"\" " + args;
+  PROCESS_INFORMATION pi{};
+  if (CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
+                     block.data(), nullptr, &si, &pi)) {
+    if (WaitForSingleObject(pi.hProcess, 120000) == WAIT_OBJECT_0) {
+      GetExitCodeProcess(pi.hProcess, &run.code);
+    } else {
+      ADD_FAILURE() << "the helper did not finish within two minutes";
+      TerminateProcess(pi.hProcess, 1);
+      WaitForSingleObject(pi.hProcess, 10000);
+    }
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+  } else {
+    ADD_FAILURE() << "cannot start the helper: " << GetLastError();
+  }
+  CloseHandle(out);
+  // Without the CRs that the helper's text-mode output adds.
+  for (char c : readFile(file))
+    if (c != '\r') run.output.push_back(c);
+  DeleteFileW(file);
+  return run;
+}
+
+std::string utf16le(const std::string& ascii) {
+  std::string out;
+  for (char c : ascii) out.append({c, '\0'});
+  return out;
+}
+
+// UTF-16LE bytes of ASCII text back to the text (each second byte must be 0).
+std::string fromUtf16le(const std::string& bytes) {
+  std::string out;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) out.push_back(bytes[i + 1] ? '?' : bytes[i]);
+  return out;
+}
+
+const std::string kBOM16 = "\xFF\xFE", kBOM8 = "\xEF\xBB\xBF";
+// The banner line: _wctime64's "Mon Nov 23 04:40:00 2026\n" after "created at ".
+const std::string kBanner = "Moravetrix debug file created at [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
+                            "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\r\n";
+// What the helper's write case adds after it.
+const std::string kLines = "line one\r\n0.333333333333333\r\n";
+
+bool matches(const std::string& text, const std::string& pattern) {
+  return std::regex_match(text, std::regex(pattern));
+}
+
+class DebugStreamProcess : public ::testing::Test {
+protected:
+  void SetUp() override {
+    wchar_t temp[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH + 1, temp);
+    static int serial = 0;
+    m_dir = std::wstring(temp) + L"qor-debug-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+            std::to_wstring(++serial) + L"\\";
+    ASSERT_TRUE(CreateDirectoryW(m_dir.c_str(), nullptr));
+  }
+  void TearDown() override {
+    WIN32_FIND_DATAW found;
+    HANDLE h = FindFirstFileW((m_dir + L"*").c_str(), &found);
+    if (h != INVALID_HANDLE_VALUE) {
+      do DeleteFileW((m_dir + found.cFileName).c_str());
+      while (FindNextFileW(h, &found));
+      FindClose(h);
+    }
+    RemoveDirectoryW(m_dir.c_str());
+  }
+  std::set<std::wstring> files() const {
+    std::set<std::wstring> names;
+    WIN32_FIND_DATAW found;
+    HANDLE h = FindFirstFileW((m_dir + L"*").c_str(), &found);
+    if (h == INVALID_HANDLE_VALUE) return names;
+    do
+      if (!(found.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY)) names.insert(found.cFileName);
+    while (FindNextFileW(h, &found));
+    FindClose(h);
+    return names;
+  }
+  void expectWrite(const Env& env, const char* stdoutText) {
+    const HelperRun run = helper(L"write", env);
+    EXPECT_EQ(run.code, 0u);
+    EXPECT_EQ(run.output, stdoutText);
+  }
+
+  std::wstring m_dir;
+};
+
+TEST_F(DebugStreamProcess, NeitherVariableSetWritesNothing) {
+  expectWrite({}, "active 0 good 1\n");
+  // A template without "#" and no file variable: nothing either.
+  expectWrite({{L"QORDEBUGPRINTTEMPLATE", m_dir + L"plain.txt"}}, "active 0 good 1\n");
+  // A file that cannot be created leaves the stream inactive.
+  expectWrite({{L"QORDEBUGPRINTFILE", m_dir + L"missing\\debug.txt"}}, "active 0 good 1\n");
+  EXPECT_TRUE(files().empty());
+}
+
+TEST_F(DebugStreamProcess, TemplateTakesTheFirstFreeNumberInUtf16) {
+  writeFile(m_dir + L"log0.txt", "old zero");
+  writeFile(m_dir + L"log1.txt", "old one");
+  const Env env = {{L"QORDEBUGPRINTTEMPLATE", m_dir + L"log#.txt"}, {L"QORDEBUGPRINTFILE", m_dir + L"file.txt"}};
+  expectWrite(env, "active 1 good 1\n");
+  expectWrite(env, "active 1 good 1\n");
+  EXPECT_EQ(files(), (std::set<std::wstring>{L"log0.txt", L"log1.txt", L"log2.txt", L"log3.txt"}));
+  EXPECT_EQ(readFile(m_dir + L"log0.txt"), "old zero");
+  EXPECT_EQ(readFile(m_dir + L"log1.txt"), "old one");
+  for (const wchar_t* name : {L"log2.txt", L"log3.txt"}) {
+    const std::string bytes = readFile(m_dir + name);
+    ASSERT_EQ(bytes.substr(0, 2), kBOM16);
+    EXPECT_EQ(utf16le(fromUtf16le(bytes.substr(2))), bytes.substr(2)) << "ASCII text in UTF-16LE";
+    EXPECT_TRUE(matches(fromUtf16le(bytes.substr(2)), kBanner + kLines)) << fromUtf16le(bytes);
+  }
+}
+
+TEST_F(DebugStreamProcess, TemplateReplacesOnlyTheFirstHash) {
+  expectWrite({{L"QORDEBUGPRINTTEMPLATE", m_dir + L"a#b#.txt"}}, "active 1 good 1\n");
+  EXPECT_EQ(files(), (std::set<std::wstring>{L"a0b#.txt"}));
+}
+
+TEST_F(DebugStreamProcess, TemplateWithoutHashLeavesItToTheFileVariable) {
+  expectWrite({{L"QORDEBUGPRINTTEMPLATE", m_dir + L"plain.txt"}, {L"QORDEBUGPRINTFILE", m_dir + L"file.txt"}},
+              "active 1 good 1\n");
+  EXPECT_EQ(files(), (std::set<std::wstring>{L"file.txt"}));
+}
+
+TEST_F(DebugStreamProcess, FileVariableStartsUtf8AndAppends) {
+  const Env env = {{L"QORDEBUGPRINTFILE", m_dir + L"debug.txt"}};
+  expectWrite(env, "active 1 good 1\n");
+  expectWrite(env, "active 1 good 1\n");
+  const std::string bytes = readFile(m_dir + L"debug.txt");
+  ASSERT_EQ(bytes.substr(0, 3), kBOM8);
+  EXPECT_TRUE(matches(bytes.substr(3), kBanner + kLines + kBanner + kLines)) << bytes;
+
+  // An empty file is started as a new one; a UTF-16LE one is continued in
+  // UTF-16LE, without a second mark.
+  writeFile(m_dir + L"empty.txt", "");
+  expectWrite({{L"QORDEBUGPRINTFILE", m_dir + L"empty.txt"}}, "active 1 good 1\n");
+  const std::string started = readFile(m_dir + L"empty.txt");
+  EXPECT_EQ(started.substr(0, 3), kBOM8);
+  EXPECT_TRUE(matches(started.substr(3), kBanner + kLines)) << started;
+
+  writeFile(m_dir + L"wide.txt", kBOM16 + utf16le("old\r\n"));
+  expectWrite({{L"QORDEBUGPRINTFILE", m_dir + L"wide.txt"}}, "active 1 good 1\n");
+  const std::string wide = readFile(m_dir + L"wide.txt");
+  ASSERT_EQ(wide.substr(0, 2), kBOM16);
+  EXPECT_TRUE(matches(fromUtf16le(wide.substr(2)), "old\r\n" + kBanner + kLines)) << fromUtf16le(wide);
+}
+
+TEST_F(DebugStreamProcess, SerialisedLinesFromManyThreadsArriveWhole) {
+  constexpr int kThreads = 8, kLinesEach = 300;
+  const HelperRun run = helper(L"threads 8 300", {{L"QORDEBUGPRINTTEMPLATE", m_dir + L"t#.log"}});
+  EXPECT_EQ(run.code, 0u);
+  EXPECT_EQ(run.output, "active 1\n");
+  const std::string text = fromUtf16le(readFile(m_dir + L"t0.log").substr(2));
+  std::istringstream lines(text);
+  std::string line;
+  ASSERT_TRUE(std::getline(lines, line));
+  EXPECT_TRUE(matches(line + "\n", kBanner));
+  std::map<int, int> nextLine;  // per thread: lines must also keep their order
+  std::map<int, std::string> threadId;
+  const std::regex shape(R"(\{([0-9]+)\} thread ([0-9]+) line ([0-9]+) (x*)\r)");
+  int count = 0;
+  while (std::getline(lines, line)) {
+    std::smatch m;
+    ASSERT_TRUE(std::regex_match(line, m, shape)) << "line " << count << ": " << line;
+    const int t = std::stoi(m[2]), i = std::stoi(m[3]);
+    EXPECT_EQ(i, nextLine[t]++) << line;
+    EXPECT_EQ(m[4].length(), i % 97) << line;
+    if (threadId.count(t) == 0) threadId[t] = m[1];
+    EXPECT_EQ(threadId[t], m[1]) << "one tag per thread";
+    ++count;
+  }
+  EXPECT_EQ(count, kThreads * kLinesEach);
+  EXPECT_EQ(threadId.size(), static_cast<std::size_t>(kThreads));
+}
+
+// The formatting helpers need no file: they write to any wide stream.
+
+TEST(DebugStreamFormat, TypeNamesLoseQualifiersAndOneNamespace) {
+  const struct {
+    const char* readable;
+    const wchar_t* cleaned;
+  } cases[] = {
+      {"class QOR::Handle", L"Handle"},
+      {"struct A::B::C", L"B::C"},
+      {"const volatile class X::Y", L"Y"},
+      {"volatile const X::Y", L"const X::Y"},  // each prefix tested once, in order
+      {"class struct S", L"S"},
+      {"Handle<QOR::X>", L"Handle<QOR::X>"},
+      {"N:M", L"N:M"},
+      {"Plain", L"Plain"},
+      {"", L""},
+      {"::Global", L"Global"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.readable);
+    EXPECT_EQ(DebugStream::cleanTypeName(c.readable), c.cleaned);
+  }
+}
+
+TEST(DebugStreamFormat, PointerDescriptions) {
+  const void* p = reinterpret_cast<const void*>(static_cast<std::uintptr_t>(0x12FF40));
+  const std::wstring hex = L"000000000012FF40";
+  EXPECT_EQ(DebugStream::typedPtrA(typeid(Outer::Inner::Nested), p), L"Inner::Nested" + hex);
+  EXPECT_EQ(DebugStream::typedIdPtrA(typeid(Plain), p, -3), L"Plain#-3 " + hex);
+  EXPECT_EQ(DebugStream::typedPtrRefA(typeid(Plain), p), L"Plain *" + hex);
+  EXPECT_EQ(DebugStream::typedIdPtrRefA(typeid(Plain), nullptr, 7), L"Plain#7 *0000000000000000");
+  std::wostringstream out;
+  DebugStream::debugPtrA(out, typeid(Plain), p);
+  DebugStream::debugIdPtrA(out, typeid(Plain), p, 1);
+  DebugStream::debugPtrRefA(out, typeid(Plain), p);
+  DebugStream::debugIdPtrRefA(out, typeid(Plain), p, 2);
+  EXPECT_EQ(out.str(), L"Plain" + hex + L"Plain#1 " + hex + L"Plain *" + hex + L"Plain#2 *" + hex);
+}
+
+TEST(DebugStreamFormat, NumbersThreadTagsQuarksAndColours) {
+  EXPECT_EQ(DebugStream::decimal(-2147483647 - 1), L"-2147483648");
+  EXPECT_EQ(DebugStream::hexadecimal(0xDEADBEEFu), L"deadbeef");
+  std::wostringstream out;
+  out << std::hex << DebugStream::GCTID();
+  EXPECT_EQ(out.str(), L"{" + std::to_wstring(GetCurrentThreadId()) + L"} ") << "always decimal";
+
+  const Quark q = Quark::create(L"debug-layer");
+  const std::wstring number = std::to_wstring(reinterpret_cast<std::uintptr_t>(q.value()));
+  ASSERT_EQ(DebugStream::debuggingLevel(), DebugStream::Verbose);
+  std::wostringstream verbose, quiet, null;
+  verbose << q;
+  EXPECT_EQ(verbose.str(), L"Q:" + number + L" \"debug-layer\"");
+  {
+    DebugStream::SetVerbose level(DebugStream::Normal);
+    EXPECT_EQ(DebugStream::debuggingLevel(), DebugStream::Verbose) << "applied only when inserted";
+    quiet << level << q;
+    EXPECT_EQ(DebugStream::debuggingLevel(), DebugStream::Normal);
+  }
+  EXPECT_EQ(DebugStream::debuggingLevel(), DebugStream::Verbose) << "restored at the end of the scope";
+  EXPECT_EQ(quiet.str(), L"Q:" + number);
+  null << nullQuark;
+  EXPECT_EQ(null.str(), L"Q:0 \"\"");
+
+  std::wostringstream colour;
+  colour << Colour::rgba(1, 0.5, 0, 0.25);
+  EXPECT_EQ(colour.str(), L"Colour::rgba(1,0.5,0,0.25)");
+}
+
+}  // namespace

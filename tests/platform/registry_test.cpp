@@ -1,0 +1,296 @@
+#include <qorcor14/platform/registry.h>
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+const wchar_t kTestsKey[] = L"Software\\qorcor14-tests";
+
+// Runs the system's reg.exe with `args` (waiting at most a minute) and returns
+// its exit code and standard output.
+struct RegRun {
+  DWORD code = 0xFFFFFFFF;
+  std::string output;
+};
+
+RegRun reg(const std::wstring& args) {
+  RegRun run;
+  wchar_t temp[MAX_PATH + 1];
+  GetTempPathW(MAX_PATH + 1, temp);
+  wchar_t file[MAX_PATH + 1];
+  GetTempFileNameW(temp, L"reg", 0, file);
+  SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
+  HANDLE out = CreateFileW(file, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS,
+                           FILE_ATTRIBUTE_TEMPORARY, nullptr);
+  EXPECT_NE(out, INVALID_HANDLE_VALUE);
+  STARTUPINFOW si{};
+  si.cb = sizeof si;
+  si.dwFlags = STARTF_USESTDHANDLES;
+  si.hStdOutput = out;
+  si.hStdError = out;
+  si.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+  std::wstring command = L"reg.exe " + args;
+  PROCESS_INFORMATION pi{};
+  if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi)) {
+    if (WaitForSingleObject(pi.hProcess, 60000) == WAIT_OBJECT_0) {
+      GetExitCodeProcess(pi.hProcess, &run.code);
+    } else {
+      ADD_FAILURE() << "reg.exe did not finish within a minute";
+      TerminateProcess(pi.hProcess, 1);
+    }
+    CloseHandle(pi.hThread);
+    CloseHandle(pi.hProcess);
+  } else {
+    ADD_FAILURE() << "cannot start reg.exe: " << GetLastError();
+  }
+  CloseHandle(out);
+  std::ifstream in(file, std::ios::binary);
+  run.output.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  in.close();
+  DeleteFileW(file);
+  return run;
+}
+
+// Each test works under its own key below HKCU\Software\qorcor14-tests and
+// removes it at the end.
+class Registry : public ::testing::Test {
+protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = info->name();
+    m_sub = std::wstring(kTestsKey) + L"\\" + std::wstring(name.begin(), name.end()) + L"-" +
+            std::to_wstring(GetCurrentProcessId());
+    m_path = L"HKCU\\" + m_sub;
+  }
+  void TearDown() override {
+    RegDeleteTreeW(HKEY_CURRENT_USER, m_sub.c_str());
+    RegDeleteKeyW(HKEY_CURRENT_USER, kTestsKey);  // only when no other run uses it
+  }
+
+  // reg add of one value into the scratch key.
+  void add(const std::wstring& name, const wchar_t* type, const std::wstring& data) {
+    const RegRun run = reg(L"add \"" + m_path + L"\" /v " + name + L" /t " + type + L" /d \"" + data + L"\" /f");
+    ASSERT_EQ(run.code, 0u) << run.output;
+  }
+  // The line reg query prints for one value ("    name    TYPE    data").
+  std::string query(const std::wstring& name) {
+    const RegRun run = reg(L"query \"" + m_path + L"\" /v " + name);
+    std::istringstream lines(run.output);
+    for (std::string line; std::getline(lines, line);) {
+      if (!line.empty() && line.back() == '\r') line.pop_back();
+      if (line.find("REG_") != std::string::npos) return line;
+    }
+    return "no value: " + run.output;
+  }
+  // Sets a value through the API, bytes exactly as given.
+  void setRaw(const std::wstring& name, DWORD type, const void* data, DWORD bytes) {
+    RegWriteKey key(HKEY_CURRENT_USER, m_sub, 0);
+    ASSERT_EQ(RegSetValueExW(key.key(), name.c_str(), 0, type, static_cast<const BYTE*>(data), bytes), ERROR_SUCCESS);
+  }
+
+  std::wstring m_sub;   // below HKEY_CURRENT_USER
+  std::wstring m_path;  // as reg.exe names it
+};
+
+std::string oem(const std::wstring& s) {
+  std::string out(s.size() * 4, '\0');
+  out.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_OEMCP, 0, s.data(), static_cast<int>(s.size()), out.data(),
+                                                          static_cast<int>(out.size()), nullptr, nullptr)));
+  return out;
+}
+
+std::wstring systemText(DWORD code) {
+  wchar_t* text = nullptr;
+  DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
+                           MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(&text), 0, nullptr);
+  std::wstring s(text ? text : L"", n);
+  LocalFree(text);
+  return s;
+}
+
+TEST_F(Registry, ValuesWrittenByRegExeReadBackWithTheirTypes) {
+  add(L"sz", L"REG_SZ", L"hello world");
+  add(L"empty", L"REG_SZ", L"");
+  add(L"expand", L"REG_EXPAND_SZ", L"%QOR_REG_TEST%\\bin");
+  add(L"multi", L"REG_MULTI_SZ", L"one\\0two\\0three");
+  add(L"dword", L"REG_DWORD", L"0xDEADBEEF");
+  add(L"binary", L"REG_BINARY", L"0102FF00");
+  SetEnvironmentVariableW(L"QOR_REG_TEST", L"C:\\qor");
+
+  RegReadKey key(HKEY_CURRENT_USER, m_sub, 0);
+  ASSERT_TRUE(key.valid()) << key.errorMessage().c_str();
+  std::wstring s = L"stale";
+  EXPECT_TRUE(key.getString(L"sz", s));
+  EXPECT_EQ(s, L"hello world");
+  EXPECT_TRUE(key.getString(L"empty", s));
+  EXPECT_EQ(s, L"");
+  EXPECT_TRUE(key.getString(L"expand", s));
+  EXPECT_EQ(s, L"C:\\qor\\bin");
+  std::vector<std::wstring> multi;
+  EXPECT_TRUE(key.getMultiString(L"multi", multi));
+  EXPECT_EQ(multi, (std::vector<std::wstring>{L"one", L"two", L"three"}));
+  unsigned long d = 0;
+  EXPECT_TRUE(key.getDword(L"dword", d));
+  EXPECT_EQ(d, 0xDEADBEEFul);
+  unsigned char bytes[8] = {};
+  EXPECT_EQ(key.getBinary(L"binary", bytes, sizeof bytes), 4u);
+  EXPECT_EQ(std::vector<unsigned char>(bytes, bytes + 4), (std::vector<unsigned char>{1, 2, 0xFF, 0}));
+  EXPECT_EQ(key.getBinary(L"binary", bytes, 3), 0u) << "too small a buffer";
+  EXPECT_EQ(key.getBinary(L"sz", bytes, sizeof bytes), 0u) << "24 bytes do not fit in 8";
+  EXPECT_EQ(key.getBinary(L"dword", bytes, sizeof bytes), 4u) << "any type";
+}
+
+TEST_F(Registry, ValuesWrittenByRegWriteKeyReadBackWithRegQuery) {
+  {
+    RegWriteKey key(HKEY_CURRENT_USER, m_sub, 0);
+    ASSERT_TRUE(key.valid());
+    EXPECT_TRUE(key.setString(L"name", L"caf\u00e9 au lait"));
+    EXPECT_TRUE(key.setString(L"blank", L""));
+    RegWriteKey child(key, L"child\\grandchild", 0);
+    EXPECT_TRUE(child.setString(L"deep", L"x"));
+    EXPECT_EQ(child.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub + L"\\child\\grandchild");
+  }
+  // reg.exe prints in the OEM code page.
+  EXPECT_EQ(query(L"name"), "    name    REG_SZ    " + oem(L"caf\u00e9 au lait"));
+  EXPECT_EQ(query(L"blank"), "    blank    REG_SZ    ");
+  const RegRun deep = reg(L"query \"" + m_path + L"\\child\\grandchild\" /v deep");
+  EXPECT_NE(deep.output.find("deep    REG_SZ    x"), std::string::npos) << deep.output;
+}
+
+TEST_F(Registry, TerminatorsAndLongValues) {
+  const wchar_t bare[] = {L'a', L'b', L'c'};
+  setRaw(L"bare", REG_SZ, bare, sizeof bare);
+  setRaw(L"terminated", REG_SZ, L"abc", 8);
+  setRaw(L"odd", REG_SZ, "a\0b", 3);
+  const std::wstring longText(700, L'z');
+  setRaw(L"long", REG_SZ, longText.c_str(), 1402);
+  const std::wstring edge(259, L'e');  // 518 bytes without the terminator: fits the first try only so
+  setRaw(L"edge", REG_SZ, edge.c_str(), 518);
+  const std::wstring edgeTerminated(259, L'f');  // 520 bytes: needs the retry
+  setRaw(L"edgeTerminated", REG_SZ, edgeTerminated.c_str(), 520);
+  const std::wstring reference = L"%QOR_REG_LONG%-%QOR_REG_LONG%";
+  setRaw(L"longExpansion", REG_EXPAND_SZ, reference.c_str(), static_cast<DWORD>(reference.size() * 2 + 2));
+  const std::wstring value(200, L'v');
+  SetEnvironmentVariableW(L"QOR_REG_LONG", value.c_str());
+  const std::wstring unknown = L"%QOR_REG_UNSET_VARIABLE%";
+  setRaw(L"unknown", REG_EXPAND_SZ, unknown.c_str(), static_cast<DWORD>(unknown.size() * 2 + 2));
+  const wchar_t multiBare[] = {L'p', 0, L'q', L'q'};  // no final terminator
+  setRaw(L"multiBare", REG_MULTI_SZ, multiBare, sizeof multiBare);
+  const wchar_t multiGap[] = {L'p', 0, 0, L'r', 0, 0};  // an empty string ends the list
+  setRaw(L"multiGap", REG_MULTI_SZ, multiGap, sizeof multiGap);
+
+  RegReadKey key(HKEY_CURRENT_USER, m_sub, 0);
+  const struct {
+    const wchar_t* name;
+    std::wstring expected;
+  } cases[] = {
+      {L"bare", L"abc"},
+      {L"terminated", L"abc"},
+      {L"odd", L"a"},
+      {L"long", longText},
+      {L"edge", edge},
+      {L"edgeTerminated", edgeTerminated},
+      {L"longExpansion", value + L"-" + value},
+      {L"unknown", unknown},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "value " << std::string(c.name, c.name + wcslen(c.name)));
+    std::wstring s;
+    EXPECT_TRUE(key.getString(c.name, s));
+    EXPECT_EQ(s, c.expected);
+  }
+  std::vector<std::wstring> multi;
+  EXPECT_TRUE(key.getMultiString(L"multiBare", multi));
+  EXPECT_EQ(multi, (std::vector<std::wstring>{L"p", L"qq"}));
+  EXPECT_TRUE(key.getMultiString(L"multiGap", multi));
+  EXPECT_EQ(multi, (std::vector<std::wstring>{L"p"}));
+}
+
+TEST_F(Registry, WrongTypesAndMissingValues) {
+  add(L"sz", L"REG_SZ", L"text");
+  add(L"short", L"REG_SZ", L"a");  // four bytes, as many as a DWORD
+  add(L"dword", L"REG_DWORD", L"7");
+  add(L"multi", L"REG_MULTI_SZ", L"a\\0b");
+  RegReadKey key(HKEY_CURRENT_USER, m_sub, 0);
+  unsigned long d = 99;
+  EXPECT_FALSE(key.getDword(L"short", d));
+  EXPECT_EQ(d, 99ul);
+  EXPECT_EQ(key.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub) << "the query itself succeeded";
+  EXPECT_FALSE(key.getDword(L"sz", d));
+  EXPECT_EQ(key.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub + L"\r\n" + systemText(ERROR_MORE_DATA));
+  std::wstring s = L"stale";
+  EXPECT_FALSE(key.getString(L"dword", s));
+  EXPECT_EQ(s, L"");
+  EXPECT_FALSE(key.getString(L"multi", s));
+  std::vector<std::wstring> multi{L"stale"};
+  EXPECT_FALSE(key.getMultiString(L"sz", multi));
+  EXPECT_TRUE(multi.empty());
+
+  EXPECT_FALSE(key.getString(L"absent", s));
+  EXPECT_EQ(key.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub + L"\r\n" + systemText(ERROR_FILE_NOT_FOUND));
+  EXPECT_FALSE(key.getDword(L"absent", d));
+  EXPECT_FALSE(key.getMultiString(L"absent", multi));
+  unsigned char b[4];
+  EXPECT_EQ(key.getBinary(L"absent", b, sizeof b), 0u);
+}
+
+TEST_F(Registry, MissingKeysAndUnknownRootsFailQuietly) {
+  RegReadKey missing(HKEY_CURRENT_USER, m_sub + L"\\nowhere", 0);
+  EXPECT_FALSE(missing.valid());
+  EXPECT_EQ(missing.key(), nullptr);
+  const std::wstring text = systemText(ERROR_FILE_NOT_FOUND);
+  ASSERT_FALSE(text.empty());
+  EXPECT_EQ(missing.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub + L"\\nowhere\r\n" + text);
+  std::wstring s;
+  EXPECT_FALSE(missing.getString(L"x", s));
+  RegReadKey child(missing, L"below", 0);
+  EXPECT_FALSE(child.valid());
+  EXPECT_EQ(child.errorMessage().substr(0, missing.errorMessage().size() - text.size() - 2),
+            L"HKEY_CURRENT_USER\\" + m_sub + L"\\nowhere");
+
+  RegReadKey odd(reinterpret_cast<HKEY>(static_cast<ULONG_PTR>(0x80000042)), L"Software", 0);
+  EXPECT_FALSE(odd.valid());
+  const std::wstring oddMessage = odd.errorMessage();
+  EXPECT_EQ(oddMessage.substr(0, oddMessage.find(L"\r\n")), L"<?\?\?>\\Software");
+
+  const struct {
+    HKEY root;
+    const wchar_t* name;
+  } roots[] = {{HKEY_CLASSES_ROOT, L"HKEY_CLASSES_ROOT"},
+               {HKEY_LOCAL_MACHINE, L"HKEY_LOCAL_MACHINE"},
+               {HKEY_USERS, L"HKEY_USERS"},
+               {HKEY_CURRENT_CONFIG, L"HKEY_CURRENT_CONFIG"},
+               {HKEY_CURRENT_USER_LOCAL_SETTINGS, L"HKEY_CURRENT_USER_LOCAL_SETTINGS"}};
+  for (const auto& r : roots) {
+    RegReadKey k(r.root, L"qorcor14-no-such-key", 0);
+    const std::wstring message = k.errorMessage();
+    EXPECT_EQ(message.substr(0, message.find(L"\r\n")), std::wstring(r.name) + L"\\qorcor14-no-such-key");
+  }
+}
+
+TEST_F(Registry, DeletingValuesAndSubtrees) {
+  add(L"v", L"REG_SZ", L"1");
+  {
+    RegWriteKey deep(HKEY_CURRENT_USER, m_sub + L"\\a\\b\\c", 0);
+    EXPECT_TRUE(deep.setString(L"leaf", L"x"));
+  }
+  RegWriteKey key(HKEY_CURRENT_USER, m_sub, 0);
+  EXPECT_TRUE(key.deleteValue(L"v"));
+  EXPECT_EQ(key.errorMessage(), L"HKEY_CURRENT_USER\\" + m_sub);
+  EXPECT_NE(reg(L"query \"" + m_path + L"\" /v v").code, 0u);
+  EXPECT_TRUE(key.deleteValue(L"v")) << "absent counts as deleted";
+  EXPECT_NE(key.errorMessage().find(L"\r\n"), std::wstring::npos) << "but the code is kept";
+  EXPECT_TRUE(key.deleteSubKey(L"a"));
+  EXPECT_NE(reg(L"query \"" + m_path + L"\\a\"").code, 0u);
+  EXPECT_TRUE(key.deleteSubKey(L"a"));
+  EXPECT_EQ(reg(L"query \"" + m_path + L"\"").code, 0u) << "the key itself stays";
+}
+
+}  // namespace
