@@ -65,5 +65,14 @@ void addArcCases(Suite& suite);
 void addTransformCases(Suite& suite);
 void addLockCases(Suite& suite);
 void addObjectCases(Suite& suite);
+// The debug stream when off; the active case runs in a child qorbench process
+// (its state is fixed per process), which runDebugActiveInChild starts when
+// the filter matches and which main hands to runDebugChild.
+void addDebugCases(Suite& suite);
+int runDebugActiveInChild(const std::string& filter);
+bool isDebugChild();
+int runDebugChild();
+void addSchedulerCases(Suite& suite);
+void addColourCases(Suite& suite);
 
 }  // namespace bench

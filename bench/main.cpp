@@ -4,6 +4,7 @@
 #include <cstdio>
 
 int main(int argc, char** argv) {
+  if (bench::isDebugChild()) return bench::runDebugChild();
   bench::Suite suite;
   bench::addGeometryCases(suite);
   bench::addArcCases(suite);
@@ -11,10 +12,14 @@ int main(int argc, char** argv) {
   bench::addCodePointCases(suite);
   bench::addUtf8Cases(suite);
   bench::addLockCases(suite);
+  bench::addSchedulerCases(suite);
   bench::addObjectCases(suite);
   bench::addStreamCases(suite);
   bench::addCsvCases(suite);
+  bench::addColourCases(suite);
+  bench::addDebugCases(suite);
   int run = suite.run(argc > 1 ? argv[1] : "");
+  run += bench::runDebugActiveInChild(argc > 1 ? argv[1] : "");
   if (run == 0) {
     std::fprintf(stderr, "qorbench: no case matches '%s'\n", argc > 1 ? argv[1] : "");
     return 2;

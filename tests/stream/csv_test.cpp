@@ -1,4 +1,4 @@
-#include "stream_test_support.h"
+#include "support/files.h"
 
 #include <qorcor14/errors.h>
 #include <qorcor14/stream/csv.h>
@@ -222,9 +222,9 @@ TEST(CSVRecordReader, TextReaderLinesGiveTheSameRecords) {
   EXPECT_EQ(got.size(), 4u);
 
   // A real file in UTF-8 with a mark, opened by name, through a headed parser.
-  streamtest::ScratchFolder folder;
+  qortest::ScratchFolder folder;
   const std::wstring name = folder.file(L"people.csv");
-  streamtest::writeBytes(name, "\xEF\xBB\xBFId,Name\r\n7,\xE5\xB1\xB1\xE7\x94\xB0\r\n8,\"L\xC3\xA9" "a\"");
+  qortest::writeBytes(name, "\xEF\xBB\xBFId,Name\r\n7,\xE5\xB1\xB1\xE7\x94\xB0\r\n8,\"L\xC3\xA9" "a\"");
   std::unique_ptr<QOR::TextReader> file(QOR::TextReader::create(name));
   std::unique_ptr<QOR::CSVParser> headed(QOR::CSVParser::create(L"Name,Age"));
   QOR::CSVRecordReader records(*headed, *file);

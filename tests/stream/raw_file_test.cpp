@@ -3,7 +3,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/stream/raw.h>
 
-#include "stream_test_support.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
@@ -15,8 +15,8 @@
 
 namespace {
 
-using streamtest::ScratchFolder;
-using streamtest::errorText;
+using qortest::ScratchFolder;
+using qortest::errorText;
 
 
 TEST(RawFile, CreatedFileIsWrittenSoughtAndReadBack) {
@@ -39,13 +39,13 @@ TEST(RawFile, CreatedFileIsWrittenSoughtAndReadBack) {
   // Any origin other than 0 and 1 counts from the end.
   EXPECT_EQ(f->seek(-1, static_cast<QOR::SeekOrigin>(7)), 11);
   f->close();
-  EXPECT_EQ(streamtest::readBytes(name), "hello, world");
+  EXPECT_EQ(qortest::readBytes(name), "hello, world");
 }
 
 TEST(RawFile, CreateTruncatesAndOpenReads) {
   ScratchFolder dir;
   const std::wstring name = dir.file(L"old.bin");
-  streamtest::writeBytes(name, "previous content");
+  qortest::writeBytes(name, "previous content");
   std::unique_ptr<QOR::RawFileWriter>(QOR::rawCreate(name))->write("new", 3);
   std::unique_ptr<QOR::RawFileReader> in(QOR::rawOpen(name));
   EXPECT_EQ(in->seek(0, QOR::seekEnd), 3) << "the destructor closes and so flushes";
@@ -69,7 +69,7 @@ TEST(RawFile, AppendWritesAtTheEndWhereverThePositionIs) {
   f->flush();
   EXPECT_EQ(f->seek(0, QOR::seekEnd), 7);
   f.reset();
-  EXPECT_EQ(streamtest::readBytes(name), "one two");
+  EXPECT_EQ(qortest::readBytes(name), "one two");
 }
 
 TEST(RawFile, CloseTwiceDoesNothingAndUseAfterCloseThrows) {
@@ -85,7 +85,7 @@ TEST(RawFile, CloseTwiceDoesNothingAndUseAfterCloseThrows) {
             L"Cannot read from or move within \"" + name + L"\": Bad file descriptor");
   EXPECT_EQ(errorText([&] { f->write("y", 1); }), L"Cannot write to \"" + name + L"\": Bad file descriptor");
   f.reset();
-  EXPECT_EQ(streamtest::readBytes(name), "x");
+  EXPECT_EQ(qortest::readBytes(name), "x");
 }
 
 TEST(RawFile, OpeningFailuresNameTheFileAndTheReason) {
@@ -121,7 +121,7 @@ TEST(RawFile, OpeningFailuresNameTheFileAndTheReason) {
 TEST(RawFile, FileHeldWithoutSharingCannotBeOpened) {
   ScratchFolder dir;
   const std::wstring name = dir.file(L"held.bin");
-  streamtest::writeBytes(name, "content");
+  qortest::writeBytes(name, "content");
   HANDLE h = CreateFileW(name.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   ASSERT_NE(h, INVALID_HANDLE_VALUE);
   EXPECT_EQ(errorText([&] { delete QOR::rawOpen(name); }),
@@ -129,13 +129,13 @@ TEST(RawFile, FileHeldWithoutSharingCannotBeOpened) {
   EXPECT_EQ(errorText([&] { delete QOR::rawCreate(name); }),
             L"Cannot create or open \"" + name + L"\" for writing: Permission denied");
   CloseHandle(h);
-  EXPECT_EQ(streamtest::readBytes(name), "content") << "a failed create must not truncate";
+  EXPECT_EQ(qortest::readBytes(name), "content") << "a failed create must not truncate";
 }
 
 TEST(RawFile, SeekBeforeTheStartFails) {
   ScratchFolder dir;
   const std::wstring name = dir.file(L"s.bin");
-  streamtest::writeBytes(name, "abc");
+  qortest::writeBytes(name, "abc");
   std::unique_ptr<QOR::RawFileReader> f(QOR::rawOpen(name));
   EXPECT_EQ(errorText([&] { f->seek(-1, QOR::seekBegin); }),
             L"Cannot read from or move within \"" + name + L"\": Invalid argument");

@@ -6,7 +6,7 @@
 #include <qorcor14/stream/text_file.h>
 #include <qorcor14/text/strings.h>
 
-#include "stream_test_support.h"
+#include "support/files.h"
 
 #include <gtest/gtest.h>
 
@@ -20,8 +20,8 @@
 
 namespace {
 
-using streamtest::ScratchFolder;
-using streamtest::errorText;
+using qortest::ScratchFolder;
+using qortest::errorText;
 using Lines = std::vector<std::wstring>;
 
 std::wstring windowsPath(const char* unixPath, const wchar_t* leaf) {
@@ -34,7 +34,7 @@ std::wstring fixture(const wchar_t* leaf) { return windowsPath(QOR_STREAM_FIXTUR
 
 // The lines of a UTF-8 sample text, decoded by the system.
 Lines sampleLines(const wchar_t* leaf) {
-  const std::string bytes = streamtest::readBytes(windowsPath(QOR_STREAM_SAMPLES, leaf));
+  const std::string bytes = qortest::readBytes(windowsPath(QOR_STREAM_SAMPLES, leaf));
   const int n = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
                                     nullptr, 0);
   std::wstring text(static_cast<std::size_t>(n), L'\0');
@@ -69,7 +69,7 @@ std::string writeFile(const std::wstring& name, QOR::TextEncoding enc, const Lin
   std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, enc));
   for (const std::wstring& line : lines) out->writeLine(line);
   out->close();
-  return streamtest::readBytes(name);
+  return qortest::readBytes(name);
 }
 
 
@@ -112,14 +112,14 @@ TEST(TextFixtures, WritesWhatIconvEncodes) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.enc);
     const std::wstring name = dir.file(L"out.txt");
-    EXPECT_EQ(writeFile(name, row.enc, lines), streamtest::readBytes(fixture(row.marked)));
+    EXPECT_EQ(writeFile(name, row.enc, lines), qortest::readBytes(fixture(row.marked)));
     // Without a mark, on a raw stream.
     std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
     std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(*raw, row.enc, false));
     for (const std::wstring& line : lines) out->writeLine(line);
     out->close();
     raw->close();
-    EXPECT_EQ(streamtest::readBytes(name), streamtest::readBytes(fixture(row.unmarked)));
+    EXPECT_EQ(qortest::readBytes(name), qortest::readBytes(fixture(row.unmarked)));
   }
 }
 
@@ -136,7 +136,7 @@ TEST(TextAnsi, ReadsAndWritesTheCodePageAsIconvDoes) {
   const Lines want = sampleLines(L"ansi_sample.txt");
   EXPECT_EQ(readFile(fixture(file), kByName), want);
   ScratchFolder dir;
-  EXPECT_EQ(writeFile(dir.file(L"ansi.txt"), QOR::Multibyte, want), streamtest::readBytes(fixture(file)))
+  EXPECT_EQ(writeFile(dir.file(L"ansi.txt"), QOR::Multibyte, want), qortest::readBytes(fixture(file)))
       << "no mark, CR LF line ends";
 }
 
@@ -153,7 +153,7 @@ TEST(TextAnsi, CharactersTheCodePageLacksFailWithoutBestFit) {
     const std::wstring code = stringPrintf(L"U+%04X", static_cast<unsigned>(*c));
     EXPECT_EQ(errorText([&] { out->write(std::wstring(1, *c)); }), unencodable(code.c_str(), name));
     out->close();
-    EXPECT_EQ(streamtest::readBytes(name), "ok") << "the bytes before it are kept";
+    EXPECT_EQ(qortest::readBytes(name), "ok") << "the bytes before it are kept";
   }
 }
 
@@ -163,7 +163,7 @@ TEST(TextReader, NoMarkInTheCLocaleMapsBytesOneToOne) {
   ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
   ScratchFolder dir;
   const std::wstring name = dir.file(L"bytes.txt");
-  streamtest::writeBytes(name, std::string("\x80\xE9\xFF\x01 \x00z\n", 8));
+  qortest::writeBytes(name, std::string("\x80\xE9\xFF\x01 \x00z\n", 8));
   EXPECT_EQ(readFile(name, kByName), Lines{std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)});
 }
 
@@ -201,7 +201,7 @@ TEST(TextReader, MarksBreaksAndDecoding) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     const std::wstring name = dir.file(L"in.txt");
-    streamtest::writeBytes(name, row.bytes);
+    qortest::writeBytes(name, row.bytes);
     EXPECT_EQ(readFile(name, row.enc), row.want);
   }
 }
@@ -227,7 +227,7 @@ TEST(TextReader, UndecodableBytesFailAndStayUnread) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     const std::wstring name = dir.file(L"bad.txt");
-    streamtest::writeBytes(name, row.bytes);
+    qortest::writeBytes(name, row.bytes);
     std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
     std::wstring line;
     for (const std::wstring& want : row.before) {
@@ -254,7 +254,7 @@ TEST(TextReader, MissingOrUnreadableFileNamesIt) {
 TEST(TextReader, CloseTwiceAndUnknownEncoding) {
   ScratchFolder dir;
   const std::wstring name = dir.file(L"t.txt");
-  streamtest::writeBytes(name, "a\nb");
+  qortest::writeBytes(name, "a\nb");
   std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
   std::wstring line;
   ASSERT_TRUE(in->readLine(line));
@@ -286,7 +286,7 @@ TEST(TextWriter, EveryBreakBecomesOneCrLf) {
     out->write(row.text);
     out->writeLine(L"");
     out->close();
-    EXPECT_EQ(streamtest::readBytes(name), "\xEF\xBB\xBF" + row.want + "\r\n");
+    EXPECT_EQ(qortest::readBytes(name), "\xEF\xBB\xBF" + row.want + "\r\n");
   }
 }
 
@@ -307,7 +307,7 @@ TEST(TextWriter, StraySurrogatesFailWithEntry254) {
     std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF16le));
     EXPECT_EQ(errorText([&] { out->write(row.text); }), unencodable(row.code, name));
     out->close();
-    EXPECT_EQ(streamtest::readBytes(name), std::string("\xFF\xFEo\0k\0", 6)) << "the text before it is kept";
+    EXPECT_EQ(qortest::readBytes(name), std::string("\xFF\xFEo\0k\0", 6)) << "the text before it is kept";
   }
 }
 
@@ -336,9 +336,9 @@ TEST(TextWriter, MarksAndAppendRules) {
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
     std::filesystem::remove(std::filesystem::path(name));
-    if (row.before) streamtest::writeBytes(name, std::string(row.before, row.beforeSize));
+    if (row.before) qortest::writeBytes(name, std::string(row.before, row.beforeSize));
     append(row.enc, L"b");
-    EXPECT_EQ(streamtest::readBytes(name), row.want);
+    EXPECT_EQ(qortest::readBytes(name), row.want);
   }
   EXPECT_EQ(writeFile(name, QOR::Multibyte, {L"m"}), "m\r\n") << "no mark for Multibyte";
   EXPECT_EQ(writeFile(name, QOR::UTF8, {L"m"}), "\xEF\xBB\xBFm\r\n");
@@ -349,9 +349,9 @@ TEST(TextWriter, BuffersUntilFlushAndClosesTwice) {
   const std::wstring name = dir.file(L"b.txt");
   std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF8));
   out->write(L"abc");
-  EXPECT_EQ(streamtest::readBytes(name), "") << "mark and text wait in the buffer";
+  EXPECT_EQ(qortest::readBytes(name), "") << "mark and text wait in the buffer";
   out->flush();
-  EXPECT_EQ(streamtest::readBytes(name), "\xEF\xBB\xBF" "abc");
+  EXPECT_EQ(qortest::readBytes(name), "\xEF\xBB\xBF" "abc");
   out->close();
   EXPECT_NO_THROW(out->close());
   out->write(L"late");
@@ -363,9 +363,9 @@ TEST(TextWriter, BuffersUntilFlushAndClosesTwice) {
   EXPECT_EQ(raw->seek(0, QOR::seekEnd), 0) << "no mark for Multibyte on a raw stream either";
   raw->close();
 
-  streamtest::writeBytes(name, "keep");
+  qortest::writeBytes(name, "keep");
   EXPECT_EQ(QOR::TextWriter::create(name, QOR::Create, QOR::TextEncoding(9)), nullptr);
-  EXPECT_EQ(streamtest::readBytes(name), "keep") << "an unknown encoding leaves the file alone";
+  EXPECT_EQ(qortest::readBytes(name), "keep") << "an unknown encoding leaves the file alone";
 }
 
 TEST(TextWriter, CreatingInAMissingFolderNamesTheFile) {
@@ -423,7 +423,7 @@ TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
       if (expected.back().empty()) expected.pop_back();  // a final break ends the last line
       EXPECT_EQ(got, expected);
       if (enc == QOR::UTF8) {
-        EXPECT_EQ(streamtest::readBytes(name).substr(3), utf8(written)) << "as the text core encodes it";
+        EXPECT_EQ(qortest::readBytes(name).substr(3), utf8(written)) << "as the text core encodes it";
       }
     }
   }

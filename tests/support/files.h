@@ -1,5 +1,6 @@
-// Files on disk for the stream tests: a fresh folder per test, and whole-file
-// byte access through the C++ library (independent of the streams tested).
+// Files on disk for the tests: a fresh folder per test, whole-file byte access
+// through the C++ library (independent of the streams tested), and the text of
+// an expected QOR::QorError.
 #pragma once
 
 #include <qorcor14/errors.h>
@@ -13,7 +14,7 @@
 #include <iterator>
 #include <string>
 
-namespace streamtest {
+namespace qortest {
 
 // A new, empty folder in the system's temp folder, removed with its content.
 class ScratchFolder {
@@ -23,7 +24,7 @@ public:
     wchar_t temp[MAX_PATH + 1];
     GetTempPathW(MAX_PATH + 1, temp);
     m_path = std::filesystem::path(temp) /
-             (L"qorstream-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++counter));
+             (L"qortest-" + std::to_wstring(GetCurrentProcessId()) + L"-" + std::to_wstring(++counter));
     std::filesystem::remove_all(m_path);
     std::filesystem::create_directories(m_path);
   }
@@ -34,6 +35,7 @@ public:
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
 
+  std::wstring path() const { return m_path.wstring(); }
   // The full name of `leaf` in the folder.
   std::wstring file(const std::wstring& leaf) const { return (m_path / leaf).wstring(); }
 
@@ -63,4 +65,4 @@ std::wstring errorText(F&& f) {
   return {};
 }
 
-} // namespace streamtest
+} // namespace qortest

@@ -21,6 +21,10 @@ struct Command {
   int (*run)(const Args& args);
 };
 
+// The index, in the wide command line, of the subcommand's first argument:
+// 2, or 3 after a leading --debug option.
+extern int firstArgument;
+
 // Writes wide text to standard output as UTF-8.
 void print(const std::wstring& text);
 
@@ -41,5 +45,12 @@ int runTransform(const Args& args);
 int runUuid(const Args& args);
 int runQuark(const Args& args);
 int runCsv(const Args& args);
+int runReg(const Args& args);
+int runDrawDemo(const Args& args);
+int runPath(const Args& args);
+int runUrl(const Args& args);
+int runColour(const Args& args);
+int runProfile(const Args& args);
+int runRender(const Args& args);
 
 }  // namespace qortool

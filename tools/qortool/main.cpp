@@ -2,7 +2,15 @@
 // any client. With no arguments it prints a tour of the geometry types.
 #include "command.h"
 
+#include <qorcor14/diagnostics/debug_stream.h>
+
+#include <qorcor14/text/strings.h>
+
+#include <windows.h>
+#include <shellapi.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 
@@ -27,6 +35,27 @@ const Command kCommands[] = {
      "csv [FILE] [--columns \"A,B\"] [--format table|tsv|json|csv] [--to OUT --encoding utf8|utf16le|utf16be|ansi]: "
      "show or re-encode a CSV file (no FILE: a built-in sample; csv --help for more)",
      runCsv},
+    {"draw-demo",
+     "draw-demo: hidden windows drawn in the background by a draw thread, highest window first; prints who drew, "
+     "stopped, resumed and cancelled what, on which thread",
+     runDrawDemo},
+    {"path",
+     "path KIND ARGS: file names; type|directory|long NAME, join DIR NAME, absolute NAME [BASE], "
+     "abbreviate NAME MAXCHARS, chars COMPONENT",
+     runPath},
+    {"url", "url check|unescape|canonicalize|cleanup|download URL: the URL functions; download prints the cache file",
+     runUrl},
+    {"colour", "colour #RRGGBB|rgb(r,g,b)|hsv(h,s,v)|hls(h,l,s): the colour in every model, its COLORREF, 24-bit and 5-5-5 pixels",
+     runColour},
+    {"profile",
+     "profile [FILE...] [--to FILE2 --intent 0-3]: id, colour space, class, names and size of ICC profiles (no FILE: "
+     "the standard sRGB profile); --to builds a transform and translates a few colours",
+     runProfile},
+    {"render", "render OUT.bmp [--size W H]: draw a colour wheel, arcs and HLS ramps into a 24-bit .bmp file", runRender},
+    {"reg",
+     "reg get|set|delete|list HKCU\\KEY [VALUE [DATA]]: the current user's registry values with their types; set "
+     "stores a REG_SZ, delete without VALUE removes the key and everything below it",
+     runReg},
 };
 
 int help() {
@@ -34,22 +63,37 @@ int help() {
   for (const Command& c : kCommands) std::printf("  %-8s %s\n", c.name, c.synopsis);
   std::printf("  %-8s %s\n", "--help", "list the commands (also -h)");
   std::printf("  %-8s %s\n", "--version", "print the library's version");
+  std::printf("  %-8s %s\n", "--debug[=FILE] COMMAND...",
+              "run COMMAND with the debug stream on, writing to FILE (a name with # numbers a new file per run) or "
+              "to qortool-debug.txt in the temporary folder");
   return 0;
 }
 
-}  // namespace
-}  // namespace qortool
-
-int main(int argc, char** argv) {
-  using namespace qortool;
-  const char* name = argc > 1 ? argv[1] : "tour";
-  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)
-    return help();
-  if (std::strcmp(name, "--version") == 0) {
-    std::printf("qorcor14 %s\n", QORCOR14_VERSION);
-    return 0;
+// --debug[=FILE]: points the debug stream's variables at FILE (or the default
+// file) before anything opens the stream; returns the file, empty for any
+// other argument.
+std::wstring enableDebug(const char* arg) {
+  if (std::strncmp(arg, "--debug", 7) != 0 || (arg[7] != '\0' && arg[7] != '=')) return std::wstring();
+  std::wstring file;
+  if (arg[7] == '=') {
+    int count = 0;
+    if (LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count)) {
+      if (count > 1) file = std::wstring(wide[1]).substr(8);
+      LocalFree(wide);
+    }
+    if (file.empty()) return std::wstring();
+  } else {
+    wchar_t temp[MAX_PATH + 1];
+    GetTempPathW(MAX_PATH + 1, temp);
+    file = std::wstring(temp) + L"qortool-debug.txt";
   }
-  Args args(argv + (argc > 1 ? 2 : 1), argv + argc);
+  const bool numbered = file.find(L'#') != std::wstring::npos;
+  _wputenv_s(L"QORDEBUGPRINTTEMPLATE", numbered ? file.c_str() : L"");
+  _wputenv_s(L"QORDEBUGPRINTFILE", numbered ? L"" : file.c_str());
+  return file;
+}
+
+int dispatch(const char* name, const Args& args) {
   for (const Command& c : kCommands) {
     if (std::strcmp(c.name, name) != 0) continue;
     try {
@@ -64,4 +108,39 @@ int main(int argc, char** argv) {
   }
   std::fprintf(stderr, "qortool: unknown command '%s' (try qortool --help)\n", name);
   return 2;
+}
+
+}  // namespace
+}  // namespace qortool
+
+int main(int argc, char** argv) {
+  using namespace qortool;
+  const std::wstring debugFile = argc > 1 ? enableDebug(argv[1]) : std::wstring();
+  if (!debugFile.empty()) {
+    ++argv;
+    --argc;
+    ++firstArgument;
+  }
+  const char* name = argc > 1 ? argv[1] : "tour";
+  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)
+    return help();
+  if (std::strcmp(name, "--version") == 0) {
+    std::printf("qorcor14 %s\n", QORCOR14_VERSION);
+    return 0;
+  }
+  Args args(argv + (argc > 1 ? 2 : 1), argv + argc);
+  if (DebugStream::isActive())
+    DebugStream::stream() << DebugStream::GCTID() << L"qortool " << name << L" with " << args.size()
+                          << L" arguments\n";
+  const int code = dispatch(name, args);
+  if (DebugStream::isActive()) {
+    DebugStream::stream() << DebugStream::GCTID() << L"qortool " << name << L" exit code " << code << L"\n";
+    DebugStream::flush();
+  }
+  // A failure keeps to its one line; a success says where the trace went.
+  if (!debugFile.empty() && code == 0)
+    std::fprintf(stderr, DebugStream::isActive() ? "qortool: debug stream written to %s\n"
+                                                 : "qortool: the debug stream could not open %s\n",
+                 utf8(debugFile).c_str());
+  return code;
 }

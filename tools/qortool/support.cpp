@@ -11,6 +11,8 @@
 
 namespace qortool {
 
+int firstArgument = 2;
+
 void print(const std::wstring& text) {
   if (text.empty()) return;
   int n = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
@@ -23,7 +25,7 @@ std::vector<std::wstring> wideArguments(const Args& narrow) {
   std::vector<std::wstring> out;
   int count = 0;
   if (LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count)) {
-    for (int i = 2; i < count; ++i) out.emplace_back(argv[i]);
+    for (int i = firstArgument; i < count; ++i) out.emplace_back(argv[i]);
     LocalFree(argv);
     if (out.size() == narrow.size()) return out;
     out.clear();

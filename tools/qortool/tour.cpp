@@ -1,9 +1,11 @@
 // The default output: each geometry type in its text form.
 #include "command.h"
 
+#include <qorcor14/colour.h>
 #include <qorcor14/errors.h>
 #include <qorcor14/geometry.h>
 #include <qorcor14/object.h>
+#include <qorcor14/platform/registry.h>
 #include <qorcor14/stream.h>
 #include <qorcor14/text.h>
 
@@ -94,6 +96,65 @@ void tourObjectModel(std::wostringstream& out) {
 
 }  // namespace
 
+namespace {
+
+// A few well-known values of the system, read and never written.
+void tourRegistry(std::wostringstream& out) {
+  out << L"\nRegistry (read only; qortool reg for more)\n";
+  const struct {
+    HKEY root;
+    const wchar_t* key;
+    const wchar_t* value;
+    const wchar_t* what;
+  } values[] = {
+      {HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows NT\\CurrentVersion", L"ProductName", L"product name"},
+      {HKEY_LOCAL_MACHINE, L"Software\\Microsoft\\Windows NT\\CurrentVersion", L"CurrentVersion", L"version"},
+      {HKEY_CURRENT_USER, L"Control Panel\\International", L"LocaleName", L"user's locale"},
+      {HKEY_CURRENT_USER, L"Control Panel\\International", L"sDecimal", L"decimal separator"},
+  };
+  for (const auto& v : values) {
+    RegReadKey key(v.root, v.key, 0);
+    std::wstring text;
+    out << L"  " << v.what << L": ";
+    if (key.getString(v.value, text)) {
+      out << L"\"" << text << L"\"";
+    } else {
+      std::wstring message = key.errorMessage();
+      for (std::size_t at; (at = message.find_first_of(L"\r\n")) != std::wstring::npos;) message.erase(at, 1);
+      out << L"(" << message << L")";
+    }
+    out << L"\n";
+  }
+  RegReadKey missing(HKEY_CURRENT_USER, L"Software\\qorcor14-tour\\no such key", 0);
+  out << L"  a missing key is not an exception: valid " << (missing.valid() ? L"yes" : L"no") << L", named "
+      << missing.errorMessage().substr(0, missing.errorMessage().find(L"\r\n")) << L"\n";
+}
+
+}  // namespace
+
+namespace {
+
+// One colour in three models and packed, and the standard sRGB profile.
+void tourColour(std::wostringstream& out) {
+  out << L"\nColour (qortool colour, profile and render for more)\n";
+  const Colour orange = Colour::hsv(Angle::degrees(30), 1, 1);
+  out << L"  hsv(30,1,1) = " << orange << L", lightness " << orange.l_hls() << L", COLORREF "
+      << stringPrintf(L"0x%06lX", orange.colorref()) << L"\n";
+  out << L"  red 1.002 spills into green: COLORREF " << stringPrintf(L"0x%06lX", Colour::rgb(1.002, 0, 0).colorref())
+      << L"\n";
+  try {
+    const auto srgb = QOR::ColourProfile::create(QOR::ColourProfileId::sRGB);
+    out << L"  standard profile: '" << srgb->colourSpace() << L"' '" << srgb->profileClass() << L"', "
+        << srgb->displayName() << L"\n";
+  } catch (const QOR::QorError& e) {
+    out << L"  (" << e.wWhat() << L")\n";
+  }
+  const DIBitmap bmp(3, 2, 24, 0);
+  out << L"  a 3 x 2 24-bit bitmap: " << bmp.fileSize() << L" bytes as a file, " << bmp.bitsSize() << L" of pixels\n";
+}
+
+}  // namespace
+
 int runTour(const Args& args) {
   if (!args.empty()) throw UsageError("takes no arguments");
   std::wostringstream out;
@@ -130,6 +191,8 @@ int runTour(const Args& args) {
 
   tourTextFiles(out);
   tourObjectModel(out);
+  tourRegistry(out);
+  tourColour(out);
 
   print(out.str());
   return 0;
