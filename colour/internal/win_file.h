@@ -4,6 +4,8 @@
 
 #include <qorcor14/errors.h>
 
+#include "threading/internal/scoped_handle.h"
+
 #include <windows.h>
 
 #include <cstdint>
@@ -14,40 +16,34 @@ namespace QOR::detail {
 
 class WinFile {
 public:
-  WinFile(const std::wstring& name, DWORD access, DWORD share, DWORD disposition)
-      : m_handle(CreateFileW(name.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr)) {
-    if (m_handle == INVALID_HANDLE_VALUE) throw WinError(L"CreateFile", GetLastError());
-  }
-  WinFile(const WinFile&) = delete;
-  WinFile& operator=(const WinFile&) = delete;
-  // Closes without disturbing GetLastError, so an error being reported keeps
-  // its code.
-  ~WinFile() {
-    const DWORD saved = GetLastError();
-    CloseHandle(m_handle);
-    SetLastError(saved);
+  // The handle closes without disturbing GetLastError, so an error being
+  // reported keeps its code.
+  WinFile(const std::wstring& name, DWORD access, DWORD share, DWORD disposition) {
+    const HANDLE h = CreateFileW(name.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (h == INVALID_HANDLE_VALUE) throw WinError(L"CreateFile", GetLastError());
+    m_handle = Threading::internal::ScopedHandle(h);
   }
 
   [[nodiscard]] std::uint64_t size() const {
     LARGE_INTEGER s;
-    if (!GetFileSizeEx(m_handle, &s)) throw WinError(L"GetFileSizeEx", GetLastError());
+    if (!GetFileSizeEx(m_handle.get(), &s)) throw WinError(L"GetFileSizeEx", GetLastError());
     return static_cast<std::uint64_t>(s.QuadPart);
   }
 
   // Reads exactly n bytes; a file that ends first is a failure.
   void read(void* p, std::uint32_t n) {
     DWORD got = 0;
-    if (!ReadFile(m_handle, p, n, &got, nullptr)) throw WinError(L"ReadFile", GetLastError());
+    if (!ReadFile(m_handle.get(), p, n, &got, nullptr)) throw WinError(L"ReadFile", GetLastError());
     if (got != n) throw WinError(L"ReadFile", ERROR_HANDLE_EOF);
   }
 
   void write(const void* p, std::uint32_t n) {
     DWORD put = 0;
-    if (!WriteFile(m_handle, p, n, &put, nullptr) || put != n) throw WinError(L"WriteFile", GetLastError());
+    if (!WriteFile(m_handle.get(), p, n, &put, nullptr) || put != n) throw WinError(L"WriteFile", GetLastError());
   }
 
 private:
-  HANDLE m_handle;
+  Threading::internal::ScopedHandle m_handle;
 };
 
 } // namespace QOR::detail

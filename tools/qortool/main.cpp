@@ -3,6 +3,7 @@
 #include "command.h"
 
 #include <qorcor14/diagnostics/debug_stream.h>
+#include <qorcor14/errors.h>
 
 #include <qorcor14/text/strings.h>
 
@@ -101,6 +102,11 @@ int dispatch(const char* name, const Args& args) {
     } catch (const UsageError& e) {
       std::fprintf(stderr, "qortool %s: %s\n", name, e.what());
       return 2;
+    } catch (const QOR::QorError& e) {
+      // The library's texts name files and URLs: write the wide text as
+      // UTF-8, not the ANSI copy that what() holds.
+      std::fprintf(stderr, "qortool %s: %s\n", name, utf8(std::wstring(e.wWhat())).c_str());
+      return 1;
     } catch (const std::exception& e) {
       std::fprintf(stderr, "qortool %s: %s\n", name, e.what());
       return 1;

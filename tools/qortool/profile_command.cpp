@@ -66,31 +66,26 @@ int runProfile(const Args& args) {
   }
   if (files.empty()) files.push_back(std::wstring());
   if (!to.empty() && files.size() != 1) throw UsageError("--to builds a transform from exactly one profile");
-  try {
-    std::wostringstream out;
-    for (const std::wstring& f : files) describe(out, f, *openProfile(f));
-    if (!to.empty()) {
-      const auto from = openProfile(files[0]);
-      const auto target = openProfile(to);
-      describe(out, to, *target);
-      const auto t = QOR::ColourTransform::create(static_cast<QOR::RenderingIntent>(intent), *from, *target);
-      out << L"transform (" << kIntentNames[intent] << L"), 8-bit RGB in and out:\n";
-      const Colour samples[] = {Colour::rgb(1, 0, 0), Colour::rgb(0, 1, 0), Colour::rgb(0, 0, 1),
-                                Colour::rgb(1, 1, 1), Colour::rgb(0.5, 0.5, 0.5)};
-      for (const Colour& c : samples) {
-        unsigned char in[3], res[3] = {};
-        c.getDib24(in);
-        if (!TranslateBitmapBits(t->handle(), in, BM_RGBTRIPLETS, 1, 1, 3, res, BM_RGBTRIPLETS, 3, nullptr, 0))
-          throw WinError(L"TranslateBitmapBits", GetLastError());
-        out << stringPrintf(L"  %3u %3u %3u -> %3u %3u %3u\n", in[2], in[1], in[0], res[2], res[1], res[0]);
-      }
+  std::wostringstream out;
+  for (const std::wstring& f : files) describe(out, f, *openProfile(f));
+  if (!to.empty()) {
+    const auto from = openProfile(files[0]);
+    const auto target = openProfile(to);
+    describe(out, to, *target);
+    const auto t = QOR::ColourTransform::create(static_cast<QOR::RenderingIntent>(intent), *from, *target);
+    out << L"transform (" << kIntentNames[intent] << L"), 8-bit RGB in and out:\n";
+    const Colour samples[] = {Colour::rgb(1, 0, 0), Colour::rgb(0, 1, 0), Colour::rgb(0, 0, 1),
+                              Colour::rgb(1, 1, 1), Colour::rgb(0.5, 0.5, 0.5)};
+    for (const Colour& c : samples) {
+      unsigned char in[3], res[3] = {};
+      c.getDib24(in);
+      if (!TranslateBitmapBits(t->handle(), in, BM_RGBTRIPLETS, 1, 1, 3, res, BM_RGBTRIPLETS, 3, nullptr, 0))
+        throw WinError(L"TranslateBitmapBits", GetLastError());
+      out << stringPrintf(L"  %3u %3u %3u -> %3u %3u %3u\n", in[2], in[1], in[0], res[2], res[1], res[0]);
     }
-    print(out.str());
-    return 0;
-  } catch (const QOR::QorError& e) {
-    std::fprintf(stderr, "qortool profile: %s\n", utf8(std::wstring(e.wWhat())).c_str());
-    return 1;
   }
+  print(out.str());
+  return 0;
 }
 
 }  // namespace qortool

@@ -110,12 +110,7 @@ int runRender(const Args& args) {
   std::memset(bmp.bits(), 0, bmp.bitsSize());
   Canvas canvas(bmp, width, height);
   draw(canvas);
-  try {
-    saveBitmapFile(bmp, out);
-  } catch (const QOR::QorError& e) {
-    std::fprintf(stderr, "qortool render: %s\n", utf8(std::wstring(e.wWhat())).c_str());
-    return 1;
-  }
+  saveBitmapFile(bmp, out);
   print(stringPrintf(L"wrote %s: %u x %u, 24 bits, %u bytes\n", out.c_str(), width, height, bmp.fileSize()));
   return 0;
 }

@@ -14,10 +14,7 @@ namespace qortool {
 int firstArgument = 2;
 
 void print(const std::wstring& text) {
-  if (text.empty()) return;
-  int n = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
-  std::string bytes(static_cast<std::size_t>(n), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), bytes.data(), n, nullptr, nullptr);
+  const std::string bytes = utf8(text);
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 

@@ -15,23 +15,16 @@ int runUrl(const Args& args) {
     throw UsageError("needs a kind: check, unescape, canonicalize, cleanup or download");
   if (args.size() != 2) throw UsageError("usage: qortool url " + kind + " URL");
   const std::wstring url = wideArguments(args)[1];
-  try {
-    if (kind == "check") {
-      const bool yes = isURL(url);
-      std::printf("%s\n", yes ? "a URL" : "not a URL");
-      return yes ? 0 : 1;
-    }
-    if (kind == "unescape") print(unescapeUrl(url) + L"\n");
-    if (kind == "canonicalize") print(canonicalizeUrl(url) + L"\n");
-    if (kind == "cleanup") print(cleanupUrl(url) + L"\n");
-    if (kind == "download") print(downloadUrlToCache(url) + L"\n");
-    return 0;
-  } catch (const QOR::QorError& e) {
-    // The catalogue's text names the URL: write it as UTF-8, not through the
-    // ANSI copy that what() holds.
-    std::fprintf(stderr, "qortool url: %s\n", utf8(std::wstring(e.wWhat())).c_str());
-    return 1;
+  if (kind == "check") {
+    const bool yes = isURL(url);
+    std::printf("%s\n", yes ? "a URL" : "not a URL");
+    return yes ? 0 : 1;
   }
+  if (kind == "unescape") print(unescapeUrl(url) + L"\n");
+  if (kind == "canonicalize") print(canonicalizeUrl(url) + L"\n");
+  if (kind == "cleanup") print(cleanupUrl(url) + L"\n");
+  if (kind == "download") print(downloadUrlToCache(url) + L"\n");
+  return 0;
 }
 
 }  // namespace qortool
