@@ -4,7 +4,7 @@
 # They are MinGW GCC's whichever compiler builds: GCC knows where they are,
 # and the clang toolchain names GCC's folder (QOR_MINGW_GCC_DIR).
 set(QOR_RUNTIME_DLLS)
-if(MINGW OR CMAKE_SYSTEM_NAME STREQUAL "Windows")
+if(WIN32)
   foreach(dll libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
     set(path)
     if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -15,24 +15,10 @@
 namespace QOR {
 
 CSVRecordReader::CSVRecordReader(CSVParser& parser, const std::wstring& text)
-    : m_parser(parser),
-      m_text(&text),
-      m_textPos(0),
-      m_reader(nullptr),
-      m_readError(nullptr),
-      m_current(nullptr),
-      m_afterRecord(false),
-      m_done(false) {}
+    : m_parser(parser), m_text(&text) {}
 
 CSVRecordReader::CSVRecordReader(CSVParser& parser, TextReader& reader)
-    : m_parser(parser),
-      m_text(nullptr),
-      m_textPos(0),
-      m_reader(&reader),
-      m_readError(nullptr),
-      m_current(nullptr),
-      m_afterRecord(false),
-      m_done(false) {}
+    : m_parser(parser), m_reader(&reader) {}
 
 CSVRecordReader::~CSVRecordReader() = default;
 

@@ -143,15 +143,15 @@ private:
   bool nextChunk();
 
   CSVParser& m_parser;
-  const std::wstring* m_text;
-  std::size_t m_textPos;
-  TextReader* m_reader;
+  const std::wstring* m_text = nullptr;  // the whole text, or
+  std::size_t m_textPos = 0;
+  TextReader* m_reader = nullptr;        // the reader of the lines
   std::wstring m_chunk;
   std::wstring m_line;
   std::exception_ptr m_readError;
-  const std::wstring* m_current;
-  bool m_afterRecord;
-  bool m_done;
+  const std::wstring* m_current = nullptr;
+  bool m_afterRecord = false;
+  bool m_done = false;
 };
 
 }  // namespace QOR
