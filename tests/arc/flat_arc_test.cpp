@@ -16,7 +16,6 @@ namespace {
 constexpr double kEps = std::numeric_limits<double>::epsilon();
 constexpr double kPi = 3.14159265358979323846;
 
-// 4000 bulges of both signs at random exponents, from 1e-8 to 1e8.
 std::vector<double> sweepBulges() {
   std::mt19937_64 rng(20240611);
   std::uniform_real_distribution<double> exponent(-8, 8);
@@ -31,11 +30,6 @@ void split(double t, double b, double out[6]) {
 
 double relativeError(double got, arcref::Real want) { return static_cast<double>(std::fabs((got - want) / want)); }
 
-// Within a few ulps, except for area on its closed form from |b| 0.2 to 1,
-// which subtracts terms up to ten times larger than the result, and for the
-// centre of gravity around its switch at |b| 0.354, where both the polynomial
-// and the closed form lose a few bits. Length is even in b, the others odd,
-// bit for bit.
 TEST(FlatArcAccuracy, LengthAreaAndCoGStayWithinAFewUlpsFromTinyToHugeBulges) {
   for (double b : sweepBulges()) {
     SCOPED_TRACE(b);
@@ -49,14 +43,10 @@ TEST(FlatArcAccuracy, LengthAreaAndCoGStayWithinAFewUlpsFromTinyToHugeBulges) {
   }
 }
 
-// An end leaves an empty part whose bulge, measured against 1e-300, must come
-// out as 0; the middle halves the arc exactly, along the chord's direction.
 TEST(FlatArcAccuracy, SplitMatchesThePointOnTheCircleAtTheSplitAngle) {
   std::mt19937_64 rng(7);
   std::uniform_real_distribution<double> anyT(-1, 1);
   for (double b : sweepBulges()) {
-    // Beyond a half circle the radius, not the chord, sets the scale of
-    // positions, and angles near +-pi make tan and sin ill-conditioned.
     const double big = std::max(1.0, std::fabs(b));
     const arcref::Real radius = std::fabs(b) > 1 ? std::fabs(1 / (2 * arcref::half(b).sh)) : 0;
     for (double t : {-1.0, -0.999, -0.3, 0.0, 1e-3, 0.9, 1.0, anyT(rng), anyT(rng)}) {
@@ -66,7 +56,6 @@ TEST(FlatArcAccuracy, SplitMatchesThePointOnTheCircleAtTheSplitAngle) {
       const std::array<arcref::Real, 6> want = arcref::split(t, b);
       const arcref::Real scale[6] = {std::fabs(want[0]) * big + 1e-300, std::fabs(b) / 2 + radius,
                                      std::fabs(want[2]) + radius + 1e-300, 1, 1, std::fabs(want[5]) * big + 1e-300};
-      // The offset's closed form for b2 >= 0.01 subtracts two terms of size 1/(4b).
       for (int i = 0; i < 6; ++i) EXPECT_LE(std::fabs(out[i] - want[i]) / scale[i], (i == 1 ? 96 : 3) * kEps) << i;
       if (t == 0) {
         EXPECT_EQ(out[0], out[5]);
@@ -78,9 +67,6 @@ TEST(FlatArcAccuracy, SplitMatchesThePointOnTheCircleAtTheSplitAngle) {
   }
 }
 
-// The two adjacent doubles on either side of a branch test on b*b: the
-// largest whose square passes "b2 <= limit" (or "b2 < limit" when strict),
-// and the next one up.
 std::pair<double, double> crossing(double limit, bool strict) {
   const double up = std::numeric_limits<double>::infinity();
   const auto inside = [&](double b) { return strict ? b * b < limit : b * b <= limit; };
@@ -90,8 +76,6 @@ std::pair<double, double> crossing(double limit, bool strict) {
   return {b, std::nextafter(b, up)};
 }
 
-// One side of each switch against the other: a jump larger than the
-// function's own change over one ulp would show a mismatched branch.
 TEST(FlatArcBranches, EverySwitchIsContinuousAcrossOneUlp) {
   const struct {
     double (*f)(double);
@@ -101,10 +85,8 @@ TEST(FlatArcBranches, EverySwitchIsContinuousAcrossOneUlp) {
     const auto [below, above] = crossing(s.limit, false);
     EXPECT_LE(std::fabs(s.f(above) - s.f(below)) / std::fabs(s.f(below)), s.ulps * kEps) << "b2 = " << s.limit;
   }
-  // The split tests "b2 < limit"; 2^-26 squares to the epsilon exactly.
   for (double limit : {kEps, 0.01}) {
     const auto [below, above] = crossing(limit, true);
-    // Positions against the arc's size, bulges against the larger bulge.
     const double scale[6] = {above, above / 2, 0.5, 1, 1, above};
     for (double t : {-1.0, -0.9, -0.5, 0.0, 0.25, 0.7, 0.999, 1.0}) {
       double lo[6], hi[6];
@@ -123,10 +105,7 @@ TEST(FlatArcValues, KnownShapesAndTheComplementaryArc) {
   EXPECT_NEAR(QORArcLength(1), kPi / 2, kEps);
   EXPECT_NEAR(QORArcSegmentArea(1), kPi / 8, kEps);
   EXPECT_NEAR(QORArcSegmentCoG(1), 2 / (3 * kPi), kEps);
-  // Above b2 = 25 the complement of the arc of bulge 1/b is taken from the
-  // full circle.
   EXPECT_EQ(QORArcLength(10), 101.0 / 40 * 6.283185307179586 - QORArcLength(0.1));
-  // A subnormal bulge leaves the series with a zero first term and no step.
   EXPECT_EQ(QORArcSegmentArea(4e-324), 0.0);
 }
 

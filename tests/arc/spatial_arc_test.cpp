@@ -62,9 +62,6 @@ TEST(SpatialArc, StraightArcHasNoCentreAndAZeroChordGivesNaN) {
   EXPECT_TRUE(p.isNaN() && d.isNaN());
 }
 
-// A planar arc laid into a random plane by a right-handed frame (e1, e2,
-// e1 x e2) agrees with Arc<2> in every member but the box, counter-clockwise
-// turns becoming turns about the axis.
 TEST(SpatialArc, InAnyPlaneAgreesWithThePlanarArc) {
   std::mt19937_64 rng(7);
   std::uniform_real_distribution<double> coordinate(-100, 100), sweep(-350, 350);
@@ -97,10 +94,6 @@ TEST(SpatialArc, InAnyPlaneAgreesWithThePlanarArc) {
   }
 }
 
-// The box of densely sampled points lies inside the extent and reaches it on
-// every side, for random planes, for sweeps up to 359 degrees (a long sweep
-// with both ends in one quadrant gets the whole circle, unlike Arc<2>), and
-// for axes along y and z.
 TEST(SpatialArcExtent, ContainsAndTouchesDenselySampledPoints) {
   std::mt19937_64 rng(5);
   std::uniform_real_distribution<double> sweep(-359, 359), logScale(-2, 2);
@@ -119,7 +112,6 @@ TEST(SpatialArcExtent, ContainsAndTouchesDenselySampledPoints) {
       a.measureOff(a.length() * k / kSamples, p, d);
       samples += p;
     }
-    // Sampling misses an extreme by at most R (1 - cos(step / 2)).
     const double R = a.radius(), step = a.length() / kSamples / R, slack = 1e-12 * std::max(100.0, R);
     EXPECT_TRUE(samples <= a.extent().dilate(slack));
     EXPECT_TRUE(a.extent() <= samples.dilate(R * step * step / 8 + slack));
@@ -132,7 +124,6 @@ TEST(SpatialArcBisect, HalfCircleGivesTwoQuarterCirclesIntoAnyTarget) {
   a.bisect(first, second);
   EXPECT_EQ(text(first), L"(0,0,0)[0.41421356237309515 (0,1,0)](1,0,1)");
   EXPECT_EQ(text(second), L"(1,0,1)[0.41421356237309515 (0,1,0)](2,0,0)");
-  // Either output may be the arc itself.
   Arc<3> self = a, other;
   self.bisect(self, other);
   EXPECT_EQ(text(self), text(first));
@@ -148,8 +139,6 @@ TEST(SpatialArcBisect, HalfBulgeIsTanOfAnEighthOnBothSidesOfTheSeriesSwitch) {
     Arc<3> first, second;
     Arc<3>(Point<3>(), b, Vector<3>(0, 0, 1), Point<3>(1, 0, 0)).bisect(first, second);
     const double h = static_cast<double>(std::tan(std::atan(static_cast<long double>(b)) / 2));
-    // The series is accurate to rounding; the closed form just above the
-    // switch loses the bits that sqrt(b² + 1) − 1 cancels.
     const double rel = b * b <= 1e-5 ? 4e-16 : 4e-16 + 3e-16 / (b * b);
     EXPECT_NEAR(first.bulge(), h, std::fabs(h) * rel);
   }

@@ -1,9 +1,5 @@
-// Runs one debug-stream case in a fresh process, so that the process-wide
-// state starts unopened, and prints what the case observed on standard
-// output. The environment decides where the stream writes.
-//
-//   debug_stream_helper write            isActive, then two lines (flushed at exit)
-//   debug_stream_helper threads N LINES  N threads write LINES tagged lines each
+// One debug-stream case per fresh process (the stream's state is process-wide):
+//   write: isActive, then two lines;  threads N LINES: N threads write LINES tagged lines each
 #include <qorcor14/diagnostics/debug_stream.h>
 
 #include <windows.h>

@@ -15,17 +15,12 @@
 
 namespace {
 
-// Exposes the protected members that derived exceptions build their texts
-// with, for either base.
 template <class Base>
 struct Late : Base {
   void reset(const std::wstring& message) { this->setup(message); }
   void resetToItself() { this->setup(this->whatString()); }
 };
 
-// The system text of `error` formatted without a width limit, with each line
-// break the message source ends its lines with turned into the blank that the
-// width limit puts there instead.
 std::wstring referenceText(unsigned long error, HMODULE module) {
   wchar_t* buffer = nullptr;
   const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
@@ -42,7 +37,6 @@ TEST(ErrorHierarchy, WinErrorIsAQorErrorAndNotImplementedOnlyALogicError) {
   static_assert(std::is_convertible_v<QOR::QorError*, std::runtime_error*>);
   static_assert(std::is_convertible_v<QOR::NotImplemented*, std::logic_error*>);
   static_assert(!std::is_convertible_v<QOR::NotImplemented*, std::runtime_error*>);  // so not a QorError
-  // what() is overridden: a handler of the standard base reads the text.
   const QOR::NotImplemented n(L"Transform::inverse");
   const std::exception& base = n;
   EXPECT_STREQ(base.what(), "Transform::inverse");
@@ -66,8 +60,6 @@ TEST(ErrorSetup, ReplacesBothTextsAndAcceptsItsOwnText) {
   checkSetup<QOR::NotImplemented>();
 }
 
-// What each ANSI code page the suite runs under makes of a few texts: the
-// narrow copy is in the process's code page, not UTF-8.
 TEST(ErrorNarrowText, IsTheMessageInTheAnsiCodePage) {
   const UINT acp = GetACP();
   std::vector<std::pair<const wchar_t*, const char*>> cases;
@@ -99,14 +91,11 @@ TEST(ErrorCodeText, SystemTextJoinsItsLinesAndEndsWithoutALineBreak) {
 TEST(ErrorCodeText, UnknownCodeOrModuleFallsBackToUnsignedDecimal) {
   EXPECT_EQ(formatMessage(4294967295ul, nullptr), L"Error 4294967295");
   EXPECT_EQ(formatMessage(4294967295ul, L"kernel32.dll"), L"Error 4294967295");
-  // A module that is not loaded is not loaded for the purpose.
   EXPECT_EQ(formatMessage(2ul, L"qor_no_such_module.dll"), L"Error 2");
   EXPECT_EQ(GetModuleHandleW(L"qor_no_such_module.dll"), nullptr);
 }
 
 TEST(ErrorCodeText, ModuleTextComesFromTheLoadedModule) {
-  // Wine keeps the Win32 message table in kernelbase, Windows in kernel32 and
-  // kernelbase; the test takes whichever of them holds it.
   const wchar_t* holder = nullptr;
   for (const wchar_t* name : {L"kernelbase.dll", L"kernel32.dll"})
     if (!holder && !referenceText(2, GetModuleHandleW(name)).empty()) holder = name;
@@ -116,7 +105,6 @@ TEST(ErrorCodeText, ModuleTextComesFromTheLoadedModule) {
   EXPECT_EQ(text.find_first_of(L"\r\n"), std::wstring::npos);
 }
 
-// A real oleaut32 error object, described or not.
 struct ErrorObject {
   ICreateErrorInfo* create = nullptr;
   explicit ErrorObject(const wchar_t* description) {
@@ -135,8 +123,6 @@ TEST(ErrorCodeText, HresultTakesTheObjectsOwnDescriptionEvenEmpty) {
   EXPECT_EQ(formatMessage(fail, silent.create), L"[0x80004005] ");
 }
 
-// An error object whose description cannot be had: the system text is used,
-// and the object is released all the same.
 struct BrokenErrorInfo : IErrorInfo {
   ULONG count = 1;
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID, void** out) override {
@@ -155,8 +141,6 @@ struct BrokenErrorInfo : IErrorInfo {
   HRESULT STDMETHODCALLTYPE GetHelpContext(DWORD*) override { return E_NOTIMPL; }
 };
 
-// The system's text follows the code, also for an object that offers no
-// IErrorInfo or whose description fails; what was obtained is released.
 TEST(ErrorCodeText, HresultIsEightLowerCaseHexDigitsThenTheSystemText) {
   const long fail = static_cast<long>(0x80004005ul);
   EXPECT_EQ(formatMessage(fail, nullptr), L"[0x80004005] " + formatMessage(0x80004005ul, nullptr));
@@ -186,7 +170,6 @@ TEST(WinErrorText, EachConstructorBuildsItsForm) {
                "[0x80004005] Widget jammed calling IWidget::Spin");
 }
 
-// Moving copies: QorError has no move of its own, so the source keeps its texts.
 TEST(WinErrorText, MovesKeepTheTextsOnBothSides) {
   WinError a(L"ReadFile", 5ul);
   const std::wstring text = a.wWhat();

@@ -9,8 +9,6 @@
 
 namespace {
 
-// Each conversion of a printf template, flags, width and length included
-// ("s", "hs", "-*ls", ...); "%%" takes no argument and is left out.
 std::vector<std::wstring> conversions(const std::wstring& format) {
   std::vector<std::wstring> found;
   for (size_t i = format.find(L'%'); i != std::wstring::npos; i = format.find(L'%', i + 1)) {
@@ -21,16 +19,6 @@ std::vector<std::wstring> conversions(const std::wstring& format) {
   return found;
 }
 
-TEST(MessageTemplateParser, ReadsLengthsWidthsAndEscapes) {
-  using V = std::vector<std::wstring>;
-  EXPECT_EQ(conversions(L"100%% of %s in %hs"), (V{L"s", L"hs"}));
-  EXPECT_EQ(conversions(L"%-*.*ls|%08lx|%I64d"), (V{L"-*.*ls", L"08lx", L"I64d"}));
-  EXPECT_EQ(conversions(L"plain"), V{});
-  EXPECT_EQ(conversions(L"trailing %"), V{L""});
-}
-
-// What each caller passes: wide strings, and for the raw file errors the
-// runtime's narrow error text after the file name.
 const struct CallSite {
   unsigned int number;
   std::vector<std::wstring> takes;
@@ -40,8 +28,6 @@ const struct CallSite {
     {271, {L"s"}},       {278, {L"s"}},       {280, {L"s"}},       {282, {L"s", L"s", L"s"}},
 };
 
-// With exactly the conversions its callers' arguments fit, formatting is
-// well defined; stringPrintf's own tests cover the rest.
 TEST(MessageCatalogue, EveryTemplateTakesExactlyItsCallersArguments) {
   for (const CallSite& site : callSites) {
     const std::wstring format = qorMsg(site.number);

@@ -26,8 +26,6 @@ static_assert(std::is_same_v<decltype(std::declval<IVector<2>&>() += IVector<2>(
 static_assert(std::is_same_v<decltype(std::declval<IVector<3>&>() -= IVector<3>()), const IVector<3>&>);
 static_assert(std::is_same_v<decltype(std::declval<IVector<2>&>() *= 2), const IVector<2>&>);
 
-// ---------------------------------------------------------------- IVector, IPoint
-
 TEST(IVectorIndex, OutOfRangeIndexGivesTheLastComponentAndPointersReadInOrder) {
   for (int i : {2, -1, INT_MAX, INT_MIN}) {
     SCOPED_TRACE(i);
@@ -65,16 +63,6 @@ TEST(IVectorArithmetic, WrapsAtIntLimits) {
   EXPECT_EQ(v, IVector<3>(INT_MIN, INT_MAX - 2, 21));
 }
 
-TEST(IPointArithmetic, MovesByVectorsAndWraps) {
-  IPoint<2> p(INT_MAX, 5);
-  p += IVector<2>(1, -6);
-  EXPECT_EQ(p, IPoint<2>(INT_MIN, -1));
-  p -= IVector<2>(1, 0);
-  EXPECT_EQ(p, IPoint<2>(INT_MAX, -1));
-  EXPECT_EQ(IPoint<3>(1, 2, 3) - IPoint<3>(4, 4, 4), IVector<3>(-3, -2, -1));
-  EXPECT_EQ(IPoint<2>(INT_MIN, 0) - IPoint<2>(1, 0), IVector<2>(INT_MAX, 0));
-}
-
 TEST(IVectorText, UsesStreamIntFormattingWithoutSpaces) {
   EXPECT_EQ(text(IVector<2>(1, -2)), L"(1,-2)");
   EXPECT_EQ(text(IPoint<3>(INT_MIN, 0, INT_MAX)), L"(-2147483648,0,2147483647)");
@@ -82,8 +70,6 @@ TEST(IVectorText, UsesStreamIntFormattingWithoutSpaces) {
   os << std::hex << IPoint<2>(255, 16);
   EXPECT_EQ(os.str(), L"(ff,10)");
 }
-
-// ---------------------------------------------------------------- IExtent
 
 TEST(IExtentSentinels, HaveExactIntLimitsAndGrowToThePoint) {
   EXPECT_EQ(IExtent<2>::nothing(), box(INT_MAX, INT_MAX, INT_MIN, INT_MIN));
@@ -95,6 +81,8 @@ TEST(IExtentSentinels, HaveExactIntLimitsAndGrowToThePoint) {
   e += IPoint<2>(INT_MAX, INT_MIN);
   e += IPoint<2>(INT_MIN, INT_MAX);
   EXPECT_EQ(e, IExtent<2>::everything());
+  EXPECT_TRUE(e.contains(IPoint<2>(INT_MIN, INT_MAX)));
+  EXPECT_EQ(IPoint<2>(INT_MIN, 0) - IPoint<2>(1, 0), IVector<2>(INT_MAX, 0));
 }
 
 TEST(IExtentConstruction, CornersAreOrderedPerAxisButRowsAreTakenAsGiven) {
@@ -125,18 +113,8 @@ TEST(IExtentUnion, NothingIsIdentityAndResultIsNotNormalised) {
   ASSERT_TRUE(emptyX.degenerate());
   ASSERT_TRUE(emptyY.degenerate());
   EXPECT_EQ(emptyX | emptyY, box(-10, 0, 10, 10));
-}
-
-TEST(IExtentContainment, EqualBoundsAreInsideButNotStrictlyInside) {
-  const IExtent<2> a = box(0, 0, 1, 1), wider = box(0, 0, 2, 1);
-  EXPECT_TRUE(a <= a);
-  EXPECT_FALSE(a < a);
-  EXPECT_TRUE(a < wider);
-  EXPECT_TRUE(wider > a);
-  EXPECT_TRUE(wider >= a);
-  EXPECT_FALSE(wider <= a);
-  EXPECT_FALSE(box(0, 0, 2, 2) <= box(1, 1, 3, 3));
-  EXPECT_TRUE(IExtent<2>::everything().contains(IPoint<2>(INT_MIN, INT_MAX)));
+  const IExtent<2> wider = box(-3, 2, 9, 5);
+  EXPECT_TRUE(a <= a && !(a < a) && a < wider && wider >= a && !(wider <= a));
 }
 
 }  // namespace

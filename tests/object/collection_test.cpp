@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -25,7 +26,6 @@ struct Counted {
   int value;
 };
 
-// Resets the counters around each test.
 class CollectionTest : public ::testing::Test {
 protected:
   void SetUp() override {
@@ -35,7 +35,6 @@ protected:
   void TearDown() override { EXPECT_EQ(Counted::live, 0) << "elements leaked or destroyed twice"; }
 };
 
-// The chunk table, which the typed collection passes on to derived classes.
 template <class T, std::size_t L>
 struct Probe : QOR::Collection<T, L> {
   using QOR::CollectionBase::rawChunks;
@@ -50,7 +49,7 @@ std::vector<int> values(const QOR::Collection<Counted, L>& c) {
 
 std::vector<int> iota(int from, int n) {
   std::vector<int> v(n);
-  for (int i = 0; i < n; ++i) v[i] = from + i;
+  std::iota(v.begin(), v.end(), from);
   return v;
 }
 
@@ -93,19 +92,6 @@ TEST_F(CollectionTest, ChunkTableGrowsAsOneElevenTwentySixFortyNine) {
   EXPECT_EQ(c.rawChunks()[5], nullptr);
   EXPECT_EQ(c.rawChunks(), table);  // the table keeps its capacity
   EXPECT_EQ(c.back(), 4);
-}
-
-TEST_F(CollectionTest, ResizeFillsWithCopiesAndShrinksFromTheBack) {
-  QOR::Collection<Counted, 4> c;
-  c.resize(0);
-  EXPECT_TRUE(c.empty());
-  c.resize(10, Counted(7));
-  EXPECT_EQ(c.size(), 10u);
-  EXPECT_EQ(Counted::live, 10);
-  c[9].value = 9;
-  c.resize(3);
-  EXPECT_EQ(values(c), (std::vector<int>{7, 7, 7}));
-  EXPECT_EQ(Counted::live, 3);
 }
 
 TEST_F(CollectionTest, ThrowingCopiesLeaveExactlyTheConstructedElements) {

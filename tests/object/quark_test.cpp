@@ -55,10 +55,8 @@ TEST(Quark, EqualTextsGiveOnePointerAndTheEmptyTextIsNotNull) {
   EXPECT_TRUE(Quark() == nullQuark);
 }
 
-// New texts are laid out one after another in a chunk of 8192 characters; a
-// text longer than that gets a chunk of exactly its own size; and the room is
-// made before the lookup, so interning a known long text still starts a new
-// chunk that the next new texts then fill.
+// Chunks of 8192 characters, longer texts get their own; room is made before
+// the lookup, so a known long text still starts a chunk.
 TEST(Quark, ChunkLayoutFollowsTheSizesAndTheAllocateBeforeLookupRule) {
   const Quark big = q(unique(L"big", 9000));   // n = 9001: a chunk of 2 * 9001 + 8 bytes, now full
   const Quark first = q(unique(L"a"));        // full: a new ordinary chunk
@@ -68,11 +66,8 @@ TEST(Quark, ChunkLayoutFollowsTheSizesAndTheAllocateBeforeLookupRule) {
   const Quark next = q(unique(L"b"));         // no room left: another chunk
   EXPECT_NE(next.value(), fill.value() + filler.size() + 1);
 
-  // Known long text: no room for its 9001 characters, so a chunk of exactly
-  // that size is made before the text is found...
   q(unique(L"pad", 8192 - 1 - (std::wcslen(next.value()) + 1)));  // fill next's chunk
   EXPECT_EQ(q(big.value()).value(), big.value());
-  // ...and new texts go into it: 9001 characters hold these two exactly.
   const Quark c = q(unique(L"c"));
   const Quark d = q(unique(L"d", 9001 - (std::wcslen(c.value()) + 1) - 1));
   EXPECT_EQ(d.value(), c.value() + std::wcslen(c.value()) + 1);
@@ -114,8 +109,7 @@ TEST(QuarkCollatesLess, FollowsTheLocaleAndBreaksTiesByUnits) {
   EXPECT_TRUE(QuarkCollatesLess()(a, B));
   EXPECT_FALSE(QuarkCollatesLess()(B, a));
 
-  // A soft hyphen is ignored by collation: the two collate equal, so their
-  // units decide (0x00AD after 'b').
+  // Collate equal (soft hyphen ignored): units decide.
   const Quark plain = Quark::create(L"ab"), hyphen = Quark::create(L"a\u00ADb");
   ASSERT_EQ(std::wcscoll(plain.value(), hyphen.value()), 0);
   EXPECT_TRUE(QuarkCollatesLess()(plain, hyphen));

@@ -52,8 +52,6 @@ TEST(Uuid, CreatedUuidsAreDistinctAndRoundTripThroughText) {
 }
 
 TEST(Uuid, ComparisonOrdersFieldByFieldThenByteByByte) {
-  // Each row is strictly below the next: Data1 decides, then Data2, Data3
-  // and the bytes of Data4 in order.
   const wchar_t* ordered[] = {
       L"00000000-0000-0000-0000-000000000000", L"00000000-0000-0000-0000-0000000000FF",
       L"00000000-0000-0000-0100-000000000000", L"00000000-0000-0001-0000-000000000000",

@@ -1,4 +1,5 @@
 #include <qorcor14/platform/filenames.h>
+#include <qorcor14/platform/urls.h>
 #include <qorcor14/text/strings.h>
 
 #include "support/files.h"
@@ -8,213 +9,284 @@
 #include <windows.h>
 #include <shlwapi.h>
 
+#include <initializer_list>
+#include <random>
 #include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 namespace {
 
-std::string show(const std::wstring& s) { return utf8(s); }
+// One row of a comparison table: input, our answer, and why the platform's
+// answer differs (null: it must agree).
+struct Row {
+  std::wstring in, out;
+  const char* differs = nullptr;
+};
+
+template <class F, class P = std::nullptr_t>
+void runTable(std::initializer_list<Row> rows, F mine, P platform = nullptr) {
+  for (const Row& r : rows) {
+    SCOPED_TRACE(utf8(r.in));
+    const std::wstring got = mine(r.in);
+    EXPECT_EQ(got, r.out);
+    if constexpr (!std::is_null_pointer_v<P>) {
+      if (!r.differs) {
+        EXPECT_EQ(got, platform(r.in)) << "platform";
+      }
+    }
+  }
+}
+
+// "a|b" split at the bar.
+std::pair<std::wstring, std::wstring> split(const std::wstring& s) {
+  const auto bar = s.find(L'|');
+  return {s.substr(0, bar), s.substr(bar + 1)};
+}
 
 TEST(FileNames, AnalyzeFileTypeClassifiesEveryForm) {
-  const struct {
-    const wchar_t* name;
-    FileType type;
-  } cases[] = {
-      {L"", FileType::Empty},
-      {L"a.txt", FileType::Relative},
-      {L"..\\a", FileType::Relative},
-      {L"\\a", FileType::Rooted},
-      {L"/a/b", FileType::Rooted},
-      {L"C:a", FileType::DriveRelative},
-      {L"c:", FileType::DriveRelative},
-      {L"C:\\a", FileType::DriveAbsolute},
-      {L"C:/a", FileType::DriveAbsolute},
-      {L"\\\\srv\\share\\a", FileType::UNC},
-      {L"//srv/share", FileType::UNC},
-      {L"\\/srv", FileType::UNC},  // mixed separators
-      {L"\\\\", FileType::UNC},
-      {L"\\\\.\\COM1", FileType::Device},
-      {L"//./pipe/x", FileType::Device},
-      {L"\\\\?\\C:\\a", FileType::Extended},
-      {L"\\\\?\\UNC\\srv\\share", FileType::Extended},
-      {L"//?/C:/a", FileType::UNC},  // only "\\?\" is extended; "//?/" is a server named "?"
-      {L"http://x/", FileType::URL},
-      {L"file:///C:/a", FileType::URL},
-      {L"ab:c", FileType::URL},
-      {L"1a:b", FileType::Relative},  // a scheme starts with a letter
+  const std::pair<const wchar_t*, FileType> cases[] = {
+      {L"", FileType::Empty},           {L"..\\a", FileType::Relative},      {L"/a/b", FileType::Rooted},
+      {L"c:", FileType::DriveRelative}, {L"C:/a", FileType::DriveAbsolute},  {L"\\/srv", FileType::UNC},
+      {L"//./pipe/x", FileType::Device}, {L"\\\\?\\UNC\\srv\\share", FileType::Extended},
+      {L"//?/C:/a", FileType::UNC},  // only "\\?\" is extended
+      {L"ab:c", FileType::URL},         {L"1a:b", FileType::Relative},  // a scheme starts with a letter
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(show(c.name));
-    EXPECT_EQ(analyzeFileType(c.name), c.type);
+  for (const auto& [name, type] : cases) {
+    SCOPED_TRACE(utf8(name));
+    EXPECT_EQ(analyzeFileType(name), type);
   }
 }
 
 TEST(FileNames, GetDirectoryStopsAtTheRoot) {
-  const struct {
-    const wchar_t* name;
-    const wchar_t* directory;
-  } cases[] = {
-      {L"C:\\a\\b.txt", L"C:\\a"},
-      {L"C:\\b.txt", L"C:\\"},
-      {L"C:\\", L"C:\\"},
-      {L"C:b.txt", L"C:"},
-      {L"C:/a/b", L"C:/a"},
-      {L"C:\\a\\\\b", L"C:\\a"},  // doubled separator
-      {L"a\\b\\", L"a\\b"},       // trailing separator
-      {L"a/b\\c", L"a/b"},        // mixed separators
-      {L"b.txt", L""},
-      {L"", L""},
-      {L"\\b", L"\\"},
-      {L"\\\\srv\\share\\b.txt", L"\\\\srv\\share"},
-      {L"\\\\srv\\share", L"\\\\srv\\share"},
-      {L"\\\\srv\\share\\", L"\\\\srv\\share"},
-      {L"\\\\?\\C:\\a\\b", L"\\\\?\\C:\\a"},
-      {L"\\\\?\\C:\\b", L"\\\\?\\C:\\"},
-      {L"\\\\?\\C:\\a/b", L"\\\\?\\C:\\"},  // '/' is literal in an extended name
-      {L"\\\\?\\UNC\\srv\\share\\b", L"\\\\?\\UNC\\srv\\share"},
-      {L"\\\\.\\pipe\\x", L"\\\\.\\pipe"},
-      {L"a\\..", L"a"},  // nothing is resolved
-      {L"http://host/a/b", L"http://host/a"},
-      {L"http://host", L"http://host"},  // the scheme and host are its root
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(show(c.name));
-    EXPECT_EQ(getDirectory(c.name), c.directory);
-  }
+  runTable({{L"C:\\b.txt", L"C:\\"}, {L"C:b.txt", L"C:"}, {L"C:\\a\\\\b", L"C:\\a"}, {L"a\\b\\", L"a\\b"},
+            {L"a/b\\c", L"a/b"}, {L"b.txt", L""}, {L"\\\\srv\\share\\", L"\\\\srv\\share"},
+            {L"\\\\?\\C:\\a/b", L"\\\\?\\C:\\"},  // '/' is literal in an extended name
+            {L"\\\\?\\UNC\\srv\\share\\b", L"\\\\?\\UNC\\srv\\share"}, {L"a\\..", L"a"},
+            {L"http://host", L"http://host"}},
+           [](const std::wstring& s) { return getDirectory(s); });
 }
 
 TEST(FileNames, JoinDirectoryAgreesWithPathCombineExceptWhereItResolvesNothing) {
-  const struct {
-    const wchar_t* dir;
-    const wchar_t* name;
-    const wchar_t* joined;
-    const char* differs;  // why PathCombineW gives something else, or null
-  } cases[] = {
-      {L"C:\\a", L"b.txt", L"C:\\a\\b.txt", nullptr},
-      {L"C:\\a\\", L"b.txt", L"C:\\a\\b.txt", nullptr},
-      {L"C:\\", L"b.txt", L"C:\\b.txt", nullptr},
-      {L"C:\\a", L"D:\\b.txt", L"D:\\b.txt", nullptr},
-      {L"C:\\a\\b", L"\\c", L"C:\\c", nullptr},
-      {L"\\\\srv\\share\\a", L"b", L"\\\\srv\\share\\a\\b", nullptr},
-      {L"\\\\srv\\share\\a", L"\\b", L"\\\\srv\\share\\b", nullptr},
-      {L"C:\\a", L"\\\\srv\\share\\b", L"\\\\srv\\share\\b", nullptr},
-      {L"C:\\a\\\\", L"b.txt", L"C:\\a\\b.txt", "PathCombineW keeps one of the doubled separators"},
-      {L"C:\\a", L"..\\b", L"C:\\a\\..\\b", "PathCombineW resolves '..'; joining resolves nothing"},
-      {L"C:\\a", L".\\b", L"C:\\a\\.\\b", "PathCombineW resolves '.'"},
-      {L"C:/a", L"b", L"C:/a\\b", "PathCombineW does not take '/' as a separator"},
-      {L"C:", L"b", L"C:b", "PathCombineW makes it absolute (C:\\b), changing the meaning"},
-      {L"a", L"b", L"a\\b", nullptr},
-      {L"", L"b", L"b", nullptr},
-      {L"C:\\a", L"", L"C:\\a", "PathCombineW adds a trailing separator"},
-      {L"\\\\?\\C:\\a", L"b/c", L"\\\\?\\C:\\a\\b/c", "PathCombineW turns nothing into '\\' but checks the length"},
-      {L"http://x/a", L"b", L"http://x/a/b", "PathCombineW knows no URLs"},
-      {L"C:\\a", L"http://x/", L"http://x/", "PathCombineW knows no URLs"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(show(std::wstring(c.dir) + L" + " + c.name));
-    EXPECT_EQ(joinDirectory(c.dir, c.name), c.joined);
-    if (c.differs) continue;
-    wchar_t combined[MAX_PATH] = {};
-    ASSERT_TRUE(PathCombineW(combined, c.dir, c.name));
-    EXPECT_EQ(joinDirectory(c.dir, c.name), combined) << "PathCombineW";
-  }
+  runTable({{L"C:\\a\\|b.txt", L"C:\\a\\b.txt"},
+            {L"C:\\a\\b|\\c", L"C:\\c"},
+            {L"\\\\srv\\share\\a|\\b", L"\\\\srv\\share\\b"},
+            {L"C:\\a|\\\\srv\\share\\b", L"\\\\srv\\share\\b"},
+            {L"|b", L"b"},
+            {L"C:\\a\\\\|b.txt", L"C:\\a\\b.txt", "PathCombineW keeps a doubled separator"},
+            {L"C:\\a|..\\b", L"C:\\a\\..\\b", "PathCombineW resolves '..'"},
+            {L"C:/a|b", L"C:/a\\b", "PathCombineW takes no '/'"},
+            {L"C:|b", L"C:b", "PathCombineW makes it absolute"},
+            {L"C:\\a|", L"C:\\a", "PathCombineW adds a separator"},
+            {L"http://x/a|b", L"http://x/a/b", "PathCombineW knows no URLs"},
+            {L"C:\\a|http://x/", L"http://x/", "PathCombineW knows no URLs"}},
+           [](const std::wstring& s) { return joinDirectory(split(s).first, split(s).second); },
+           [](const std::wstring& s) {
+             wchar_t out[MAX_PATH] = {};
+             EXPECT_TRUE(PathCombineW(out, split(s).first.c_str(), split(s).second.c_str()));
+             return std::wstring(out);
+           });
   EXPECT_EQ(joinDirectory(std::wstring(300, L'a'), L"b").size(), 302u);  // no MAX_PATH limit
+}
+
+TEST(FileNames, AbbreviateFilenameKeepsTheFileName) {
+  const std::wstring p = L"C:\\very\\long\\path\\file.txt|";
+  runTable({{p + L"26", L"C:\\very\\long\\path\\file.txt", "Wine shortens a name that fits exactly"},
+            {p + L"20", L"C:\\very\\...\\file.txt", "PathCompactPathExW keeps only the root"},
+            {p + L"12", L"...\\file.txt"},
+            {p + L"11", L"file.txt...", "PathCompactPathExW cuts the name differently"},
+            {p + L"3", L"fil", "PathCompactPathExW gives dots"},
+            {p + L"0", L"", "no room for a terminator"},
+            {L"C:\\a\\b\\c\\d\\|8", L"...\\d\\", "PathCompactPathExW drops the trailing separator"},
+            {L"C:\\aaaa\\b\U0001F600c|5", L"b...", "a surrogate pair is kept whole"},
+            {L"\\\\?\\C:\\x\\y\\z/w|12", L"...\\z/w", "'/' is literal in an extended name"},
+            {L"\\\\srv\\share\\a\\file.txt|16", L"...\\file.txt", "never half a root"}},
+           [](const std::wstring& s) {
+             const std::size_t max = std::stoul(split(s).second);
+             std::wstring out = abbreviateFilename(split(s).first, max);
+             EXPECT_LE(out.size(), max);
+             return out;
+           },
+           [](const std::wstring& s) {
+             wchar_t out[MAX_PATH] = {};
+             EXPECT_TRUE(PathCompactPathExW(out, split(s).first.c_str(), static_cast<UINT>(std::stoul(split(s).second) + 1), 0));
+             return std::wstring(out);
+           });
+}
+
+std::wstring fullPath(const std::wstring& name) {
+  wchar_t out[MAX_PATH * 2] = {};
+  GetFullPathNameW(name.c_str(), MAX_PATH * 2, out, nullptr);
+  return out;
 }
 
 TEST(FileNames, AbsoluteFilenameMatchesGetFullPathNameInTheBaseDirectory) {
   qortest::ScratchFolder scratch;
-  const std::wstring base = scratch.path();
   wchar_t saved[MAX_PATH + 1] = {};
   GetCurrentDirectoryW(MAX_PATH + 1, saved);
-  const wchar_t* names[] = {L"a.txt",         L"..\\a.txt",      L".\\x\\..\\y",     L"a/b\\c",
-                            L"\\top.txt",     L"C:\\a\\..\\..\\b", L"C:/x/./y",       L"\\\\srv\\share\\..\\x",
-                            L"\\\\?\\C:\\a\\..\\b", L"trailing\\",   L"dots...",        L"C:x.txt",
-                            L"\\\\.\\COM1"};
-  for (const wchar_t* name : names) {
-    SCOPED_TRACE(show(name));
-    const std::wstring mine = absoluteFilename(name, base);
-    ASSERT_TRUE(SetCurrentDirectoryW(base.c_str()));
-    wchar_t platform[MAX_PATH * 2] = {};
-    GetFullPathNameW(name, MAX_PATH * 2, platform, nullptr);
+  for (const wchar_t* name : {L"..\\a.txt", L".\\x\\..\\y", L"\\top.txt", L"C:\\a\\..\\..\\b", L"\\\\srv\\share\\..\\x",
+                              L"\\\\?\\C:\\a\\..\\b", L"trailing\\", L"dots...", L"C:x.txt", L"\\\\.\\COM1"}) {
+    SCOPED_TRACE(utf8(name));
+    EXPECT_EQ(absoluteFilename(name), fullPath(name));
+    const std::wstring mine = absoluteFilename(name, scratch.path());
+    ASSERT_TRUE(SetCurrentDirectoryW(scratch.path().c_str()));
+    EXPECT_EQ(mine, fullPath(name));
     SetCurrentDirectoryW(saved);
-    EXPECT_EQ(mine, platform);
-    EXPECT_EQ(absoluteFilename(name), [&] {
-      wchar_t here[MAX_PATH * 2] = {};
-      GetFullPathNameW(name, MAX_PATH * 2, here, nullptr);
-      return std::wstring(here);
-    }());
   }
   EXPECT_EQ(absoluteFilename(L""), L"");
-  EXPECT_EQ(absoluteFilename(L"https://x/../y", base), L"https://x/../y");  // URLs are not file names
-  // Beyond MAX_PATH: the system's limit, not the old one.
-  const std::wstring deep = L"C:\\" + std::wstring(400, L'd') + L"\\..\\e.txt";
-  EXPECT_EQ(absoluteFilename(deep), L"C:\\e.txt");
-}
-
-TEST(FileNames, AbbreviateFilenameKeepsTheFileName) {
-  const std::wstring path = L"C:\\very\\long\\path\\file.txt";  // 26 units
-  const struct {
-    std::wstring name;
-    std::size_t max;
-    std::wstring shortened;
-    const char* differs;  // why PathCompactPathExW gives something else, or null
-  } cases[] = {
-      {path, 26, path, "Wine's PathCompactPathExW shortens a name that fits exactly"},
-      {path, 40, path, nullptr},
-      {path, 20, L"C:\\very\\...\\file.txt", "PathCompactPathExW keeps only the root"},
-      {path, 25, L"C:\\very\\long\\...\\file.txt", "PathCompactPathExW keeps only the root"},
-      {path, 14, L"...\\file.txt", "PathCompactPathExW keeps a cut-off start (\"C:...\\file.txt\")"},
-      {path, 12, L"...\\file.txt", nullptr},
-      {path, 11, L"file.txt...", "PathCompactPathExW cuts the name differently"},
-      {path, 4, L"f...", "PathCompactPathExW cuts the name differently"},
-      {path, 3, L"fil", "PathCompactPathExW gives dots"},
-      {path, 0, L"", nullptr},
-      {L"C:\\a\\b\\c\\d\\", 8, L"...\\d\\", "PathCompactPathExW drops the trailing separator"},
-      {L"C:\\aaaa\\\U0001F600\U0001F600", 6, L"\U0001F600...", "the pair is kept whole: one unit short"},
-      {L"C:\\aaaa\\b\U0001F600c", 5, L"b...", "the pair is kept whole: one unit short"},
-      {L"\\\\?\\C:\\x\\y\\z/w", 12, L"...\\z/w", "'/' is literal in an extended name"},
-      {L"\\\\srv\\share\\a\\file.txt", 16, L"...\\file.txt", "never half a root: PathCompactPathExW keeps \\\\"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(show(c.name) + " to " + std::to_string(c.max));
-    const std::wstring mine = abbreviateFilename(c.name, c.max);
-    EXPECT_EQ(mine, c.shortened);
-    EXPECT_LE(mine.size(), c.max);
-    if (c.differs || c.max == 0) continue;
-    wchar_t compact[MAX_PATH] = {};
-    ASSERT_TRUE(PathCompactPathExW(compact, c.name.c_str(), static_cast<UINT>(c.max + 1), 0));
-    EXPECT_EQ(mine, compact) << "PathCompactPathExW";
-  }
+  EXPECT_EQ(absoluteFilename(L"https://x/../y", scratch.path()), L"https://x/../y");
+  EXPECT_EQ(absoluteFilename(L"C:\\" + std::wstring(400, L'd') + L"\\..\\e.txt"), L"C:\\e.txt");  // beyond MAX_PATH
 }
 
 TEST(FileNames, GetLongFilenameExpandsShortNamesOfExistingFiles) {
   qortest::ScratchFolder scratch;
   const std::wstring longName = scratch.file(L"A rather long file name.text");
   qortest::writeBytes(longName, "x");
-  wchar_t shortName[MAX_PATH] = {};
+  wchar_t shortName[MAX_PATH] = {}, platform[MAX_PATH] = {};
   ASSERT_GT(GetShortPathNameW(longName.c_str(), shortName, MAX_PATH), 0u);
   EXPECT_NE(std::wstring(shortName), longName);
-  wchar_t platform[MAX_PATH] = {};
   GetLongPathNameW(shortName, platform, MAX_PATH);
   EXPECT_EQ(getLongFilename(shortName), platform);
   EXPECT_EQ(getLongFilename(shortName), longName);
-  const std::wstring missing = scratch.file(L"NOSUCH~1.TXT");
-  EXPECT_EQ(getLongFilename(missing), missing);  // not there: unchanged
-  EXPECT_EQ(getLongFilename(L""), L"");
+  EXPECT_EQ(getLongFilename(scratch.file(L"NOSUCH~1.TXT")), scratch.file(L"NOSUCH~1.TXT"));
 }
 
 TEST(FileNames, IsFileCharRefusesExactlyControlsSeparatorsWildcardsAndReservedPunctuation) {
   const std::wstring refused = L"<>:\"/\\|?*";
   for (unsigned c = 0; c < 0x10000; ++c) {
     const wchar_t ch = static_cast<wchar_t>(c);
-    const bool expected = c >= 0x20 && refused.find(ch) == std::wstring::npos;
-    ASSERT_EQ(isFileChar(ch), expected) << "U+" << std::hex << c;
+    ASSERT_EQ(isFileChar(ch), c >= 0x20 && refused.find(ch) == std::wstring::npos) << "U+" << std::hex << c;
+    if (c < 0x20 || c >= 0x80) continue;
+    const UINT type = PathGetCharTypeW(ch);  // the shell agrees for ASCII
+    EXPECT_EQ(isFileChar(ch), (type & GCT_LFNCHAR) != 0 && (type & (GCT_SEPARATOR | GCT_WILD)) == 0) << c;
   }
-  // The shell agrees on what a long name may hold, for the ASCII range.
-  for (wchar_t c = 0x20; c < 0x80; ++c) {
-    SCOPED_TRACE(static_cast<int>(c));
-    const UINT type = PathGetCharTypeW(c);
-    EXPECT_EQ(isFileChar(c), (type & GCT_LFNCHAR) != 0 && (type & (GCT_SEPARATOR | GCT_WILD)) == 0);
+}
+
+const std::wstring kNotUrl = L"\" is not a valid URL.";
+
+TEST(Urls, IsURLNeedsASchemeOfTwoOrMoreCharacters) {
+  runTable({{L"x-my.app+v2:thing", L"url"}, {L"ab:", L"url"}, {L"c:", L""}, {L"", L""}, {L"http", L""},
+            {L":x", L""}, {L" http://x", L""}, {L"ht tp://x", L""}, {L"\\\\srv\\share", L""},
+            {L"1ab:x", L"", "ParseURLW takes a digit first"}},
+           [](const std::wstring& s) { return std::wstring(isURL(s) ? L"url" : L""); },
+           [](const std::wstring& s) {
+             PARSEDURLW parsed{};
+             parsed.cbSize = sizeof parsed;
+             return std::wstring(SUCCEEDED(ParseURLW(s.c_str(), &parsed)) ? L"url" : L"");
+           });
+}
+
+TEST(Urls, UnescapeUrlDecodesUtf8AndKeepsWhatIsMalformed) {
+  const char* perByte = "UrlUnescapeW (on Wine) decodes each byte alone";
+  runTable({{L"a+b", L"a+b"}, {L"100%", L"100%"}, {L"%4", L"%4"}, {L"%G1x", L"%G1x"}, {L"%%41", L"%A"},
+            {L"a?b=%41#%42", L"a?b=A#B"}, {L"\u00e9%20", L"\u00e9 "},
+            {L"%F0%9F%98%80", L"\U0001F600", perByte},
+            {L"caf%E9", L"caf%E9", "Latin-1 is no UTF-8: kept"},
+            {L"%C3", L"%C3", "cut short"},
+            {L"%C0%AF", L"%C0%AF", "overlong '/'"},
+            {L"%ED%A0%80", L"%ED%A0%80", "a surrogate in UTF-8"},
+            {L"%E9%C3%A9", L"%E9\u00e9", "the bad byte alone is kept"}},
+           [](const std::wstring& s) { return unescapeUrl(s); },
+           [](const std::wstring& s) {
+             std::wstring in = s, out(s.size() + 8, L'\0');
+             DWORD size = static_cast<DWORD>(out.size());
+             EXPECT_TRUE(SUCCEEDED(UrlUnescapeW(in.data(), out.data(), &size, 0)));
+             return std::wstring(out.c_str());
+           });
+  EXPECT_EQ(qortest::errorText([] { (void)unescapeUrl(L"a%00b"); }), L"\"a%00b" + kNotUrl);
+}
+
+TEST(Urls, CanonicalizeUrlLowersSchemeAndHostAndRemovesDotSegments) {
+  const char* hostCase = "UrlCanonicalizeW keeps the host's case";
+  const char* latin1 = "UrlCanonicalizeW escapes as Latin-1 or not at all";
+  runTable({{L"http://x/a/b/../../../../c", L"http://x/c"}, {L"http://x", L"http://x/"},
+            {L"http://x/a/..", L"http://x/"}, {L"http://x\\a\\..\\b", L"http://x/b"},
+            {L"mailto:Some.One@Example.com", L"mailto:Some.One@Example.com"},
+            {L"HTTP://Example.COM/a/./b/../c", L"http://example.com/a/c", hostCase},
+            {L"http://[FE80::1]:8080", L"http://[fe80::1]:8080/", hostCase},
+            {L"http://User:PW@Host/", L"http://User:PW@host/", hostCase},
+            {L"http://x/a b", L"http://x/a%20b", "Wine leaves the blank"},
+            {L"http://x/a/.", L"http://x/a/", "Wine keeps a final '.'"},
+            {L"http://x/%7euser/%2f", L"http://x/~user/%2F", "UrlCanonicalizeW leaves escapes"},
+            {L"http://x/caf\u00e9", L"http://x/caf%C3%A9", latin1},
+            {L"http://x/\U0001F600", L"http://x/%F0%9F%98%80", latin1},
+            {L"http://x/100%", L"http://x/100%25", "UrlCanonicalizeW keeps a stray '%'"},
+            {L"http://x/a?b=c d#e f", L"http://x/a?b=c%20d#e%20f", "UrlCanonicalizeW leaves blanks after '?'"},
+            {L"http://x/a?p=./../q", L"http://x/a?p=./../q", "Wine resolves dots in the query"},
+            {L"file:///C:/a/../b.txt", L"file:///C:/b.txt", "UrlCanonicalizeW makes file names"},
+            {L"urn:a/./b", L"urn:a/./b", "no root, no dot removal"},
+            {L"x-app:{id}", L"x-app:%7Bid%7D", "UrlCanonicalizeW leaves braces"}},
+           [](const std::wstring& s) {
+             const std::wstring out = canonicalizeUrl(s);
+             EXPECT_EQ(canonicalizeUrl(out), out) << "a fixed point";
+             return out;
+           },
+           [](const std::wstring& s) {
+             wchar_t out[512] = {};
+             DWORD size = 512;
+             EXPECT_EQ(UrlCanonicalizeW(s.c_str(), out, &size, 0), S_OK);
+             return std::wstring(out);
+           });
+  EXPECT_EQ(qortest::errorText([] { (void)canonicalizeUrl(L"C:\\a\\b"); }), L"\"C:\\a\\b" + kNotUrl);
+}
+
+TEST(Urls, RandomTextsSurviveEscapingAndCanonicalFormsAreFixedPoints) {
+  const std::wstring pieces[] = {L"a", L"/", L".", L"..", L"%", L" ", L"?", L"#", L"\\", L"\u00e9",
+                                 L"\u4e2d", L"\U0001F600", L"~", L"+", L"{", L"@", L":", L"[", L"\u0001"};
+  std::mt19937 random(15);
+  for (int round = 0; round < 2000; ++round) {
+    std::wstring text, escaped;
+    for (int n = std::uniform_int_distribution<int>(0, 12)(random); n > 0; --n) {
+      const std::wstring& piece = pieces[random() % std::size(pieces)];
+      text += piece;
+      if (random() % 2 && piece != L"%") {
+        escaped += piece;
+        continue;
+      }
+      char bytes[16];  // percent-escape the piece's UTF-8 bytes, by the system's converter
+      const int count = WideCharToMultiByte(CP_UTF8, 0, piece.data(), static_cast<int>(piece.size()), bytes, 16, nullptr, nullptr);
+      for (int b = 0; b < count; ++b) {
+        wchar_t hex[4];
+        swprintf(hex, 4, L"%%%02X", static_cast<unsigned char>(bytes[b]));
+        escaped += hex;
+      }
+    }
+    SCOPED_TRACE(utf8(text));
+    EXPECT_EQ(unescapeUrl(escaped), text);
+    const std::wstring canonical = canonicalizeUrl(L"http://H/" + text);
+    EXPECT_EQ(canonicalizeUrl(canonical), canonical);
+    for (wchar_t c : canonical) ASSERT_TRUE(c > 0x20 && c < 0x7F && std::wstring_view(L"\"<>\\^`{|} ").find(c) == std::wstring_view::npos);
   }
+}
+
+TEST(Urls, CleanupUrlStripsWhatSurroundsAPastedUrl) {
+  runTable({{L"  https://example.com/a \r\n", L"https://example.com/a"}, {L"'http://x/a'", L"http://x/a"},
+            {L"< URL:http://x/ >", L"http://x/"}, {L"<\"http://x/\">", L"http://x/"},
+            {L"http://x/a-\r\n   long/path", L"http://x/a-long/path"}, {L"http://x/a b", L"http://x/a b"},
+            {L"\t\u3000http://x/\u00a0", L"http://x/"}, {L"<http://x/", L"\"<http://x/" + kNotUrl},
+            {L"\"\"", L"\"\"\"" + kNotUrl}, {L"", L"\"" + kNotUrl}},
+           [](const std::wstring& s) {
+             try {
+               return cleanupUrl(s);
+             } catch (const QOR::QorError& e) {
+               return std::wstring(e.wWhat());
+             }
+           });
+}
+
+TEST(Urls, DownloadUrlToCacheCopiesAFileUrlAndNamesTheUrlOnFailure) {
+  qortest::ScratchFolder scratch;
+  const std::string bytes = "x,y\r\n1,2\r\n";
+  qortest::writeBytes(scratch.file(L"points 1.csv"), bytes);  // Wine finds no non-ASCII names here
+  std::wstring url = L"file:///" + scratch.file(L"points 1.csv");
+  for (wchar_t& c : url)
+    if (c == L'\\') c = L'/';
+  EXPECT_EQ(qortest::readBytes(downloadUrlToCache(url)), bytes);
+  const std::wstring missing = L"file:///" + scratch.file(L"missing.csv");
+  EXPECT_EQ(qortest::errorText([&] { (void)downloadUrlToCache(missing); }),
+            L"Cannot download \"" + missing + L"\" to the cache.");
+  EXPECT_EQ(qortest::errorText([] { (void)downloadUrlToCache(L"no url"); }), L"\"no url" + kNotUrl);
 }
 
 }  // namespace

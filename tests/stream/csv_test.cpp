@@ -18,9 +18,7 @@ using Records = std::vector<Fields>;
 
 std::unique_ptr<QOR::CSVParser> rawParser() { return std::unique_ptr<QOR::CSVParser>(QOR::CSVParser::create()); }
 
-// The chunk protocol as the parser's contract states it: each chunk is
-// repeated until parse returns false. At most `limit` records, so that a
-// looping parser fails the test instead of hanging it.
+// The contract's protocol: repeat each chunk until parse returns false.
 Records feedRepeating(QOR::CSVParser& p, const std::vector<std::wstring>& chunks, std::size_t limit = 1000) {
   Records out;
   Fields f;
@@ -29,8 +27,7 @@ Records feedRepeating(QOR::CSVParser& p, const std::vector<std::wstring>& chunks
   return out;
 }
 
-// The safe protocol: after a true return an empty string, which a parser
-// waiting for the chunk after a carriage return takes (and returns false).
+// The safe protocol: an empty string after each true return.
 Records feedSafely(QOR::CSVParser& p, const std::vector<std::wstring>& chunks) {
   static const std::wstring none;
   Records out;
@@ -59,18 +56,12 @@ TEST(CSVParser, FieldRules) {
     Records records;
   } cases[] = {
       {L"a, b ,c\n", {{L"a", L"b", L"c"}}},
-      {L"\"x,y\",z\n", {{L"x,y", L"z"}}},
       {L"\"say \"\"hi\"\"\"\n", {{L"say \"hi\""}}},
-      {L"a,,b,\n", {{L"a", L"", L"b", L""}}},
       {L"\n", {{}}},
-      {L"\"ab\"  ,c\n", {{L"ab", L"c"}}},
       {L"\"ab\"cd\",e\n", {{L"ab\"cd", L"e"}}},
       {L"\"ab\"cd\n", {}},  // the line feed is data of the reopened quoted field
-      {L"\"ab\" \"cd\"\n", {{L"ab\" \"cd"}}},
       {L"a\"b\" c \t,\" q \"\n", {{L"a\"b\" c", L" q "}}},
-      {L",\n", {{L"", L""}}},
       {L" \"\" , \v\n", {{L"", L""}}},
-      {L"\"a\r\nb\"\r\n", {{L"a\r\nb"}}},
       {L"a\x2028" L"b\x2029" L"c\f" L"d\x85" L"e\v\n", {{L"a"}, {L"b"}, {L"c"}, {L"d"}, {L"e"}}},
       {L"\x3000\xFEFF" L"a\x00A0 b\x2002,\U0001F600 \n", {{L"a\x00A0 b", L"\U0001F600"}}},
       {L"\xD800,\xDC00" L"x\n", {{L"\xD800", L"\xDC00" L"x"}}},
@@ -83,41 +74,22 @@ TEST(CSVParser, FieldRules) {
   }
 }
 
+// Splits in general are covered by ChunkInvarianceOnRandomTexts.
 TEST(CSVParser, RecordsSpanChunks) {
-  const struct {
-    std::vector<std::wstring> chunks;
-    Records records;
-  } cases[] = {
-      // A CR at the end of a chunk: the LF starting the next one is skipped.
-      {{L"a,b\r", L"\nc\n"}, {{L"a", L"b"}, {L"c"}}},
-      // CR LF inside a quoted field, over two chunks.
-      {{L"\"x\r", L"\ny\"\n"}, {{L"x\r\ny"}}},
-      // The last record is only delivered when a line end is fed.
-      {{L"a,b"}, {}},
-      {{L"a,b", L"\n"}, {{L"a", L"b"}}},
-      // An unfinished field carries over, trimming included.
-      {{L" a", L"b ", L" ,", L"c", L"\n"}, {{L"ab", L"c"}}},
-      {{L"\"a", L"\"", L"\"b\"", L"  \n"}, {{L"a\"b"}}},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::PrintToString(c.chunks));
-    auto p = rawParser();
-    EXPECT_EQ(feedSafely(*p, c.chunks), c.records);
-  }
-  // After a record that ended at the chunk's last CR, the very next call
-  // takes the next chunk.
   auto p = rawParser();
   Fields f;
-  ASSERT_TRUE(p->parse(f, L"a,b\r"));
-  EXPECT_EQ(f, (Fields{L"a", L"b"}));
-  ASSERT_TRUE(p->parse(f, L"\nc\n"));
-  EXPECT_EQ(f, Fields{L"c"});
+  EXPECT_FALSE(p->parse(f, L"a,b")) << "the last record waits for a line end";
+  // After a record ending at the chunk's last CR, the very next call takes the
+  // next chunk and skips the LF starting it.
+  ASSERT_TRUE(p->parse(f, L",c\r"));
+  EXPECT_EQ(f, (Fields{L"a", L"b", L"c"}));
+  ASSERT_TRUE(p->parse(f, L"\nd\n"));
+  EXPECT_EQ(f, Fields{L"d"});
   EXPECT_FALSE(p->parse(f, L"ignored"));
 }
 
-// The trap the contract warns about: a record ending at a lone CR inside a
-// chunk makes the parser take its argument afresh, so repeating the chunk
-// returns the same record again.
+// The trap the contract warns about: after a record ending at a lone CR inside
+// a chunk the parser takes its argument afresh, so repeating it repeats the record.
 TEST(CSVParser, RepeatingAChunkAfterALoneCarriageReturnRepeatsTheRecord) {
   auto p = rawParser();
   const Records got = feedRepeating(*p, {L"a\rb\n"}, 3);
@@ -151,10 +123,6 @@ TEST(CSVParser, HeadedParserPicksColumnsByName) {
   EXPECT_EQ(feedRepeating(*none, {L"h\n1,2\n"}), (Records{{}}));
   none->missingColumns(missing);
   EXPECT_TRUE(missing.empty());
-  auto raw = rawParser();
-  missing.assign(2, true);
-  raw->missingColumns(missing);
-  EXPECT_TRUE(missing.empty());
 }
 
 TEST(CSVRecordReader, WholeTexts) {
@@ -164,15 +132,10 @@ TEST(CSVRecordReader, WholeTexts) {
   } cases[] = {
       {L"", {}},
       {L"a,b", {{L"a", L"b"}}},
-      {L"a,b\n", {{L"a", L"b"}}},
-      {L"a\rb\rc", {{L"a"}, {L"b"}, {L"c"}}},
       {L"a\r\rb\r", {{L"a"}, {}, {L"b"}}},
       {L"a,\"b\r\nc\"\rd", {{L"a", L"b\r\nc"}, {L"d"}}},
-      {L"x,", {{L"x", L""}}},
       {L"\"open \r field, ", {{L"open \r field, "}}},
-      {L"\"closed\"", {{L"closed"}}},
       {L"\"closed\"  ", {{L"closed"}}},
-      {L"a\n\n", {{L"a"}, {}}},
       {L"\xD83D", {{L"\xD83D"}}},
   };
   for (const auto& c : cases) {
@@ -186,62 +149,28 @@ TEST(CSVRecordReader, WholeTexts) {
   EXPECT_EQ(recordsOf(L"B,A\r1,2\r", L"A"), (Records{{L"A"}, {L"2"}}));
 }
 
-// A RawReader over bytes in memory.
-class MemoryReader : public QOR::RawReader {
-public:
-  explicit MemoryReader(std::string bytes) : m_bytes(std::move(bytes)) {}
-  std::wstring name() const override { return L"memory"; }
-  std::size_t read(void* buf, std::size_t n) override {
-    n = std::min(n, m_bytes.size() - m_pos);
-    m_bytes.copy(static_cast<char*>(buf), n, m_pos);
-    m_pos += n;
-    return n;
-  }
-
-private:
-  std::string m_bytes;
-  std::size_t m_pos = 0;
-};
-
-std::string utf16le(const std::wstring& s) {
-  std::string out;
-  for (wchar_t c : s) out += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
-  return out;
+std::unique_ptr<QOR::TextReader> utf16File(qortest::ScratchFolder& dir, const std::wstring& text, std::string tail) {
+  std::string bytes = "\xFF\xFE";
+  for (wchar_t c : text) bytes += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
+  const std::wstring name = dir.file(L"t.csv");
+  qortest::writeBytes(name, bytes + tail);
+  return std::unique_ptr<QOR::TextReader>(QOR::TextReader::create(name));
 }
 
-TEST(CSVRecordReader, TextReaderLinesGiveTheSameRecords) {
+TEST(CSVRecordReader, OverATextReader) {
+  qortest::ScratchFolder dir;
   // Every break becomes one LF in the record; the rest is as in the text.
-  const std::wstring text = L"Name,Note\r\n\"Ann\",\"two\r\nlines\"\r\n\"Bo\"\"b\",\x4E2D\U0001F600\rEve,\"a\x2028" L"b\"";
-  const std::wstring asRead = L"Name,Note\n\"Ann\",\"two\nlines\"\n\"Bo\"\"b\",\x4E2D\U0001F600\nEve,\"a\nb\"";
-  MemoryReader bytes(utf16le(text));
-  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(bytes, QOR::UTF16le));
+  auto in = utf16File(dir, L"Name,Note\r\n\"Ann\",\"two\r\nlines\"\r\n\"Bo\"\"b\",\x4E2D\U0001F600\rEve,\"a\x2028" L"b\"", "");
   auto p = rawParser();
   QOR::CSVRecordReader fromFile(*p, *in);
-  const Records got = readAll(fromFile);
-  EXPECT_EQ(got, recordsOf(asRead));
-  EXPECT_EQ(got.size(), 4u);
+  EXPECT_EQ(readAll(fromFile),
+            recordsOf(L"Name,Note\n\"Ann\",\"two\nlines\"\n\"Bo\"\"b\",\x4E2D\U0001F600\nEve,\"a\nb\""));
+  in->close();
 
-  // A real file in UTF-8 with a mark, opened by name, through a headed parser.
-  qortest::ScratchFolder folder;
-  const std::wstring name = folder.file(L"people.csv");
-  qortest::writeBytes(name, "\xEF\xBB\xBFId,Name\r\n7,\xE5\xB1\xB1\xE7\x94\xB0\r\n8,\"L\xC3\xA9" "a\"");
-  std::unique_ptr<QOR::TextReader> file(QOR::TextReader::create(name));
-  std::unique_ptr<QOR::CSVParser> headed(QOR::CSVParser::create(L"Name,Age"));
-  QOR::CSVRecordReader records(*headed, *file);
-  EXPECT_EQ(readAll(records), (Records{{L"\x5C71\x7530", L""}, {L"L\x00E9" L"a", L""}}));
-  std::vector<bool> missing;
-  headed->missingColumns(missing);
-  EXPECT_EQ(missing, (std::vector<bool>{false, true}));
-  Fields f;
-  EXPECT_FALSE(records.next(f));
-}
-
-// Records before undecodable bytes come out first; then the reader's error.
-TEST(CSVRecordReader, DecodingErrorFollowsTheRecordsBeforeIt) {
-  MemoryReader bytes(utf16le(L"a,b\nc\n") + std::string("\x00\xD8x\x00", 4));
-  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(bytes, QOR::UTF16le));
-  auto p = rawParser();
-  QOR::CSVRecordReader records(*p, *in);
+  // Records before undecodable bytes come out first; then the reader's error.
+  auto bad = utf16File(dir, L"a,b\nc\n", std::string("\x00\xD8x\x00", 4));
+  auto q = rawParser();
+  QOR::CSVRecordReader records(*q, *bad);
   Fields f;
   ASSERT_TRUE(records.next(f));
   EXPECT_EQ(f, (Fields{L"a", L"b"}));
@@ -295,8 +224,7 @@ TEST(CSVParser, ChunkInvarianceOnRandomTexts) {
     auto byLine = rawParser();
     EXPECT_EQ(feedSafely(*byLine, lines), expected);
 
-    // Without carriage returns the contract's own protocol (repeat the chunk
-    // until false) gives the same records.
+    // Without CRs the contract's own protocol gives the same records.
     if (text.find(L'\r') == std::wstring::npos) {
       auto repeating = rawParser();
       EXPECT_EQ(feedRepeating(*repeating, lines), expected);
@@ -307,7 +235,7 @@ TEST(CSVParser, ChunkInvarianceOnRandomTexts) {
       EXPECT_EQ(feedSafely(*split, cutAfterLoneCRs({text.substr(0, cut), text.substr(cut)})), expected)
           << "split at " << cut;
     }
-    // Three-way splits, a sample of them.
+    // A sample of three-way splits.
     for (int k = 0; k < 8 && text.size() > 1; ++k) {
       std::size_t a = rng() % text.size(), b = rng() % text.size();
       if (a > b) std::swap(a, b);

@@ -1,7 +1,3 @@
-// The text readers and writers on real files: iconv's encodings read back and
-// matched byte for byte, byte-order marks, line breaks on both sides, the
-// append rules, randomized round trips across buffer boundaries, and every
-// failure with its exact message.
 #include <qorcor14/errors.h>
 #include <qorcor14/stream/text_file.h>
 #include <qorcor14/text/strings.h>
@@ -64,14 +60,12 @@ Lines readFile(const std::wstring& name, int enc) {
 
 constexpr int kByName = -1;
 
-// Writes the lines with writeLine to a new file and returns its bytes.
 std::string writeFile(const std::wstring& name, QOR::TextEncoding enc, const Lines& lines) {
   std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, enc));
   for (const std::wstring& line : lines) out->writeLine(line);
   out->close();
   return qortest::readBytes(name);
 }
-
 
 std::wstring undecodable(const std::wstring& name) {
   return L"\"" + name + L"\" contains text that is not valid in the file's encoding.";
@@ -80,8 +74,6 @@ std::wstring undecodable(const std::wstring& name) {
 std::wstring unencodable(const wchar_t* code, const std::wstring& name) {
   return L"The character " + std::wstring(code) + L" cannot be written to \"" + name + L"\" in its encoding.";
 }
-
-// --- against iconv -------------------------------------------------------------
 
 TEST(TextFixtures, ReadsWhatIconvEncoded) {
   const Lines want = sampleLines(L"unicode_sample.txt");
@@ -113,7 +105,6 @@ TEST(TextFixtures, WritesWhatIconvEncodes) {
     SCOPED_TRACE(row.enc);
     const std::wstring name = dir.file(L"out.txt");
     EXPECT_EQ(writeFile(name, row.enc, lines), qortest::readBytes(fixture(row.marked)));
-    // Without a mark, on a raw stream.
     std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
     std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(*raw, row.enc, false));
     for (const std::wstring& line : lines) out->writeLine(line);
@@ -157,8 +148,7 @@ TEST(TextAnsi, CharactersTheCodePageLacksFailWithoutBestFit) {
   }
 }
 
-// The C runtime starts in the "C" locale, where every byte is the character of
-// the same value.
+// The runtime starts in the "C" locale: every byte is the character of its value.
 TEST(TextReader, NoMarkInTheCLocaleMapsBytesOneToOne) {
   ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
   ScratchFolder dir;
@@ -166,8 +156,6 @@ TEST(TextReader, NoMarkInTheCLocaleMapsBytesOneToOne) {
   qortest::writeBytes(name, std::string("\x80\xE9\xFF\x01 \x00z\n", 8));
   EXPECT_EQ(readFile(name, kByName), Lines{std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)});
 }
-
-// --- reading -----------------------------------------------------------------------
 
 TEST(TextReader, MarksBreaksAndDecoding) {
   const struct {
@@ -178,24 +166,18 @@ TEST(TextReader, MarksBreaksAndDecoding) {
   } rows[] = {
       {"empty file", "", kByName, {}},
       {"only a UTF-8 mark", "\xEF\xBB\xBF", kByName, {}},
-      {"only a UTF-16 mark", "\xFF\xFE", kByName, {}},
-      {"one byte", "x", kByName, {L"x"}},
       {"CR CR LF", "a\r\r\nb", kByName, {L"a", L"", L"b"}},
       {"ends in CR", "a\r", kByName, {L"a"}},
-      {"ends in CR LF", "a\r\n", kByName, {L"a"}},
-      {"CR before a character", "a\rb", kByName, {L"a", L"b"}},
       {"LF CR is two breaks", "a\n\rb", kByName, {L"a", L"", L"b"}},
       {"every break",
        "\xEF\xBB\xBF" "1\n2\f3\xC2\x85" "4\xE2\x80\xA8" "5\xE2\x80\xA9" "6\v7",
        kByName,
        {L"1", L"2", L"3", L"4", L"5", L"6\v7"}},
-      {"non-BMP", "\xEF\xBB\xBF\xF0\x9F\x98\x80!", kByName, {L"\U0001F600!"}},
       {"lenient UTF-8", "\xC3\x41\xC1\xBF\xE0\x81\x81\x85\xC0", QOR::UTF8, {L"\u00C1\u007F\u0041\u0140"}},
       {"NUL in UTF-8", std::string("a\0b", 3), QOR::UTF8, {std::wstring(L"a\0b", 3)}},
       {"mark on a raw stream is text", "\xEF\xBB\xBFx", QOR::UTF8, {L"\uFEFFx"}},
       {"FF FE 00 00 is UTF-16LE", std::string("\xFF\xFE\0\0A\0", 6), kByName, {std::wstring(L"\0A", 2)}},
       {"UTF-16BE", std::string("\xFE\xFF\0A\0\r\0\n\xD8\x3D\xDE\x00", 12), kByName, {L"A", L"\U0001F600"}},
-      {"UTF-16LE CR LF", std::string("\xFF\xFE" "a\0\r\0\n\0b\0\x28\x20", 12), kByName, {L"a", L"b"}},
   };
   ScratchFolder dir;
   for (const auto& row : rows) {
@@ -215,13 +197,9 @@ TEST(TextReader, UndecodableBytesFailAndStayUnread) {
   } rows[] = {
       {"UTF-16LE lone trailing surrogate", std::string("\xFF\xFE" "a\0\n\0b\0\x00\xDC" "c\0", 12), {L"a"}, L"b"},
       {"UTF-16LE leading surrogate at the end", std::string("\xFF\xFE" "a\0\x00\xD8", 6), {}, L"a"},
-      {"UTF-16LE reversed pair", std::string("\xFF\xFE\x00\xDC\x00\xD8", 6), {}, L""},
-      {"UTF-16BE odd byte at the end", std::string("\xFE\xFF\0a\0", 5), {}, L"a"},
       {"UTF-8 F8", "\xEF\xBB\xBFok\n\xF8", {L"ok"}, L""},
-      {"UTF-8 cut short", "\xEF\xBB\xBFx\xE2\x82", {}, L"x"},
       {"UTF-8 surrogate", "\xEF\xBB\xBFx\xED\xA0\x80y", {}, L"x"},
       {"UTF-8 above U+10FFFF", "\xEF\xBB\xBF\xF4\x90\x80\x80", {}, L""},
-      {"UTF-8 trailing byte above C0", "\xEF\xBB\xBFx\xC3\xC3", {}, L"x"},
   };
   ScratchFolder dir;
   for (const auto& row : rows) {
@@ -251,32 +229,13 @@ TEST(TextReader, MissingOrUnreadableFileNamesIt) {
             L"Cannot open \"" + folder + L"\" for reading: Permission denied");
 }
 
-TEST(TextReader, CloseTwiceAndUnknownEncoding) {
-  ScratchFolder dir;
-  const std::wstring name = dir.file(L"t.txt");
-  qortest::writeBytes(name, "a\nb");
-  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
-  std::wstring line;
-  ASSERT_TRUE(in->readLine(line));
-  in->close();
-  EXPECT_NO_THROW(in->close());
-  std::unique_ptr<QOR::RawFileReader> raw(QOR::rawOpen(name));
-  EXPECT_EQ(QOR::TextReader::create(*raw, QOR::TextEncoding(5)), nullptr);
-  EXPECT_EQ(QOR::TextReader::create(*raw, QOR::TextEncoding(-1)), nullptr);
-}
-
-// --- writing -----------------------------------------------------------------------
-
 TEST(TextWriter, EveryBreakBecomesOneCrLf) {
   const struct {
     std::wstring text;
     std::string want;
   } rows[] = {
-      {L"x\ny\r\nz\r", "x\r\ny\r\nz\r\n"},
-      {L"\r\r\n\n", "\r\n\r\n\r\n"},
-      {L"a\u0085b\u2028c\u2029d", "a\r\nb\r\nc\r\nd"},
+      {L"x\ny\r\nz\r", "x\r\ny\r\nz\r\n"},  // the CR ends a line before the next write
       {L"form\ffeed\vtab", "form\ffeed\vtab"},
-      {L"\U0001F600\u00e9", "\xF0\x9F\x98\x80\xC3\xA9"},
   };
   ScratchFolder dir;
   for (const auto& row : rows) {
@@ -297,7 +256,6 @@ TEST(TextWriter, StraySurrogatesFailWithEntry254) {
   } rows[] = {
       {L"ok" + std::wstring(1, wchar_t(0xD800)), L"U+D800"},
       {L"ok" + std::wstring(1, wchar_t(0xDC00)) + L"x", L"U+DC00"},
-      {L"ok" + std::wstring{wchar_t(0xDE00), wchar_t(0xD83D)}, L"U+DE00"},
       {L"ok" + std::wstring{wchar_t(0xD83D), L'x'}, L"U+D83D"},
   };
   ScratchFolder dir;
@@ -344,7 +302,7 @@ TEST(TextWriter, MarksAndAppendRules) {
   EXPECT_EQ(writeFile(name, QOR::UTF8, {L"m"}), "\xEF\xBB\xBFm\r\n");
 }
 
-TEST(TextWriter, BuffersUntilFlushAndClosesTwice) {
+TEST(TextWriter, BuffersUntilFlush) {
   ScratchFolder dir;
   const std::wstring name = dir.file(L"b.txt");
   std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF8));
@@ -353,32 +311,15 @@ TEST(TextWriter, BuffersUntilFlushAndClosesTwice) {
   out->flush();
   EXPECT_EQ(qortest::readBytes(name), "\xEF\xBB\xBF" "abc");
   out->close();
-  EXPECT_NO_THROW(out->close());
   out->write(L"late");
   EXPECT_EQ(errorText([&] { out->flush(); }), L"Cannot write to \"" + name + L"\": Bad file descriptor");
-
-  std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
-  EXPECT_EQ(QOR::TextWriter::create(*raw, QOR::TextEncoding(5), true), nullptr);
-  std::unique_ptr<QOR::TextWriter>(QOR::TextWriter::create(*raw, QOR::Multibyte, true))->close();
-  EXPECT_EQ(raw->seek(0, QOR::seekEnd), 0) << "no mark for Multibyte on a raw stream either";
-  raw->close();
 
   qortest::writeBytes(name, "keep");
   EXPECT_EQ(QOR::TextWriter::create(name, QOR::Create, QOR::TextEncoding(9)), nullptr);
   EXPECT_EQ(qortest::readBytes(name), "keep") << "an unknown encoding leaves the file alone";
 }
 
-TEST(TextWriter, CreatingInAMissingFolderNamesTheFile) {
-  ScratchFolder dir;
-  const std::wstring name = dir.file(L"nowhere\\x.txt");
-  EXPECT_EQ(errorText([&] { delete QOR::TextWriter::create(name, QOR::Create, QOR::UTF8); }),
-            L"Cannot create or open \"" + name + L"\" for writing: No such file or directory");
-}
-
-// --- round trips -------------------------------------------------------------------
-
-// Random lines of ASCII runs, Latin, CJK, non-BMP characters, NULs and marks,
-// joined by every kind of break, long enough to cross many buffer boundaries.
+// Random text with every kind of break, crossing many buffer boundaries.
 TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
   std::mt19937 rng(20240611);
   const wchar_t* breaks[] = {L"\n", L"\r", L"\r\n", L"\u0085", L"\u2028", L"\u2029", L"\f"};

@@ -1,6 +1,3 @@
-// The ANSI code page conversions, packTo3 and the narrow formatting. These
-// cases run under code pages 1252, 932 and 1251 (see CMakeLists.txt) and pick
-// their expectations by GetACP().
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
@@ -44,8 +41,6 @@ S repeat(const S& s, std::size_t times) {
   return r;
 }
 
-// packTo3 into a buffer pre-filled with 'U', so that writes past the result
-// show.
 struct Packed {
   unsigned int length;
   char buf[64];
@@ -65,8 +60,6 @@ TEST(AnsiConversion, RoundTripsTheCodePageRepertoireInEveryForm) {
   EXPECT_EQ(getWCS(sample->narrow.c_str()), sample->wide);
   EXPECT_EQ(getWCS(sample->narrow.data(), sample->narrow.size()), sample->wide);
   EXPECT_EQ(getMBS(L"<" + sample->missing + L">"), "<?>");
-  // The stack holds 64 wide characters (getWCS) or 128 bytes (getMBS, five
-  // per unit plus one): cover both sides of each limit.
   for (std::size_t times : {1u, 9u, 13u, 500u}) {
     SCOPED_TRACE(times);
     EXPECT_EQ(getMBS(repeat(sample->wide, times)), repeat(sample->narrow, times));
@@ -96,8 +89,6 @@ TEST(AnsiFormat, NarrowStringPrintfConvertsFormatAndResultThroughTheCodePage) {
   REQUIRE_KNOWN_CODE_PAGE(sample);
   const std::string format = sample->narrow + " %s %d";
   EXPECT_EQ(stringPrintf(format.c_str(), sample->wide.c_str(), 12), sample->narrow + " " + sample->narrow + " 12");
-  // A %hs argument is widened by the runtime's own locale, not by the ANSI
-  // code page: only under the user's locale does every byte come back.
   AutoLocale guard(LC_CTYPE);
   EXPECT_EQ(stringPrintf("%hs|", sample->narrow.c_str()), sample->narrow + "|");
 }
@@ -131,7 +122,6 @@ TEST(PackTo3Narrow, CopiesTheLongestPrefixThatFitsAndNeverSplitsAPair) {
     const char* text;
   } cases[] = {
       {L"abc", 1, ""}, {L"abc", 2, "a"}, {L"abc", 4, "abc"}, {L"abc", 5, "abc"}, {L"", 5, ""},
-      // The pair converts to two substitutes, which fit or go together.
       {L"a\U0001F600b", 5, "a??b"}, {L"a\U0001F600b", 4, "a??"}, {L"a\U0001F600b", 3, "a"},
   };
   for (const auto& c : cases) {
@@ -143,7 +133,6 @@ TEST(PackTo3Narrow, CopiesTheLongestPrefixThatFitsAndNeverSplitsAPair) {
   }
 }
 
-// Under 932 this also pins that double-byte characters are never split.
 TEST(PackTo3Narrow, LongStringsBacktrackOverAHeapList) {
   REQUIRE_KNOWN_CODE_PAGE(sample);
   const std::wstring wide = repeat(sample->wide, 20);  // more than 64 units
@@ -155,12 +144,10 @@ TEST(PackTo3Narrow, LongStringsBacktrackOverAHeapList) {
     try {
       n = packTo3(wide, buf, size);
     } catch (const WinError&) {
-      // Only when not even the first character fits (932's double bytes).
       EXPECT_EQ(size, 2);
       EXPECT_EQ(sample->acp, 932u);
       continue;
     }
-    // The longest whole-character prefix of the conversion that fits.
     std::size_t best = 0;
     for (std::size_t units = 0; units <= wide.size(); ++units) {
       const std::size_t bytes = getMBS(wide.substr(0, units)).size();

@@ -16,8 +16,6 @@ bool parseDouble(const std::wstring& s, double& v) { return isDouble(&v, s.data(
 
 std::uint64_t bits(double d) { return std::bit_cast<std::uint64_t>(d); }
 
-// The correctly rounded value of a decimal text (std::from_chars; the runtime's
-// wcstod is off by one unit in places and knows no D exponent).
 double correctlyRounded(const std::wstring& text) {
   std::string narrow;
   for (wchar_t c : text) narrow.push_back(c == L'D' ? 'e' : static_cast<char>(c));
@@ -55,9 +53,6 @@ TEST(IsLong, AcceptsBlanksSignAndDigitsToTheVeryEnd) {
   EXPECT_FALSE(isLong(&v, L"12\0" L"3", 4));
 }
 
-// Exact bits: the accepted forms, the overflow bound at decimal exponent 309,
-// the flush to +0 below -308 (while a plain -0 keeps its sign), and the last
-// bits the order of the scaling decides.
 TEST(IsDouble, AcceptedFormsAndTheirExactValuesAtTheRangeLimits) {
   const struct {
     const wchar_t* text;
@@ -68,13 +63,9 @@ TEST(IsDouble, AcceptedFormsAndTheirExactValuesAtTheRangeLimits) {
       {L"0.000000000000000000012345", 1.2345e-20},
       {L"1.00000000000000000000000000009", 1.0},  // digits past the seventeenth are ignored
       {L"1.7976931348623153e308", 0x1.ffffffffffffdp+1023}, {L"0.1e309", 1e308}, {L"10e307", 1e308},
-      // The largest text the bound admits: its mantissa rounds to the bound, but
-      // the scaling by 10^4, 10^32 and 10^256 in turn overflows on the way.
       {L"1.7976931348623157e308", HUGE_VAL}, {L"-1.7976931348623157e308", -HUGE_VAL},
       {L"0e309", 0.0}, {L"1e-400", 0.0}, {L"-1e-400", 0.0}, {L"-0.01e-308", 0.0}, {L"-0", -0.0},
       {L"0.1e-308", 0x0.0b8157268fdafp-1022}, {L"1e-308", 0x0.730d67819e8d2p-1022},  // E = -308 is still scaled
-      // Products and quotients of inexact powers of ten round more than once:
-      // each of these is one unit from the correctly rounded value.
       {L"4e39", 0x1.78287f49c4a1ep+131}, {L"1e34", 0x1.ed09bead87c04p+112}, {L"2e-22", 0x1.e392010175ee5p-73},
       {L"2.2250738585072014e-308", 0x0.fffffffffffffp-1022},
   };
@@ -103,8 +94,6 @@ TEST(IsDouble, RejectsIncompleteOrTrailingTextAndOverflow) {
 }
 
 TEST(IsDouble, ExactWhereOneRoundingSuffices) {
-  // Up to 15 significant digits scaled by at most 10^15 is a single correctly
-  // rounded operation on exact operands, so the result is correctly rounded.
   std::mt19937_64 rng(5);
   std::uniform_int_distribution<int> len(1, 15), digit(0, 9), shift(-15, 15), form(0, 3);
   for (int i = 0; i < 20000; ++i) {

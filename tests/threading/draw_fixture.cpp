@@ -1,5 +1,6 @@
 #include "draw_fixture.h"
 
+#include <algorithm>
 #include <thread>
 
 namespace drawtest {
@@ -30,26 +31,20 @@ Windows::Windows() {
 }
 
 Windows::~Windows() {
-  // Children go with their parents; destroying a destroyed window fails quietly.
   for (auto it = m_windows.rbegin(); it != m_windows.rend(); ++it) DestroyWindow(*it);
 }
 
 HWND Windows::topLevel(const wchar_t* title) {
-  HWND w = CreateWindowExW(0, kClass, title, WS_OVERLAPPED, 0, 0, 100, 100, nullptr, nullptr,
-                           GetModuleHandleW(nullptr), nullptr);
-  m_windows.push_back(w);
-  return w;
+  return m_windows.emplace_back(CreateWindowExW(0, kClass, title, WS_OVERLAPPED, 0, 0, 100, 100, nullptr, nullptr,
+                                                GetModuleHandleW(nullptr), nullptr));
 }
 
 HWND Windows::child(HWND parent) {
-  HWND w = CreateWindowExW(0, kClass, L"child", WS_CHILD, 0, 0, 10, 10, parent, nullptr,
-                           GetModuleHandleW(nullptr), nullptr);
-  m_windows.push_back(w);
-  return w;
+  return m_windows.emplace_back(CreateWindowExW(0, kClass, L"child", WS_CHILD, 0, 0, 10, 10, parent, nullptr,
+                                                GetModuleHandleW(nullptr), nullptr));
 }
 
 void Windows::stack(const std::vector<HWND>& order) {
-  // Bottom first, each raised to the top of its siblings.
   for (auto it = order.rbegin(); it != order.rend(); ++it)
     SetWindowPos(*it, HWND_TOP, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE | SWP_NOACTIVATE);
 }
@@ -69,11 +64,8 @@ std::vector<std::string> Log::entries() {
 
 bool Log::waitFor(const std::string& entry) {
   std::unique_lock<std::mutex> lock(m_mutex);
-  return m_changed.wait_for(lock, kDeadline, [&] {
-    for (const std::string& e : m_entries)
-      if (e == entry) return true;
-    return false;
-  });
+  return m_changed.wait_for(lock, kDeadline,
+                            [&] { return std::find(m_entries.begin(), m_entries.end(), entry) != m_entries.end(); });
 }
 
 Task::Task(HWND window, std::string name, Log& log, Kind kind)

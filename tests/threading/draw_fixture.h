@@ -1,6 +1,3 @@
-// Real windows, logging draw tasks, a draw thread that counts its worker's
-// start and end, and a waiter with a deadline: shared by the scheduler and
-// draw-thread tests.
 #pragma once
 
 #include <qorcor14/threading/draw_thread.h>
@@ -19,8 +16,6 @@ namespace drawtest {
 
 using namespace std::chrono_literals;
 
-// Long enough never to expire in a healthy run; a fault fails instead of
-// hanging.
 constexpr auto kDeadline = 10s;
 constexpr DWORD kDeadlineMs = 10000;
 
@@ -31,7 +26,7 @@ public:
   ~Windows();
   HWND topLevel(const wchar_t* title = L"drawtest");
   HWND child(HWND parent);
-  // Stacks the windows so that order[0] is on top, order[1] below it...
+  // order[0] on top.
   static void stack(const std::vector<HWND>& order);
   static std::atomic<int> appMessages;
 
@@ -39,12 +34,10 @@ private:
   std::vector<HWND> m_windows;
 };
 
-// What the tasks did, in order, for the tests to compare and wait on.
 class Log {
 public:
   void add(const std::string& entry);
   std::vector<std::string> entries();
-  // Waits until `entry` has been logged; false at the deadline.
   bool waitFor(const std::string& entry);
 
 private:
@@ -53,9 +46,8 @@ private:
   std::vector<std::string> m_entries;
 };
 
-// Logs "draw NAME" when it starts, then "done NAME" or "stopped NAME". A
-// blocking task runs until released or interrupted (a gate ignores
-// interruption and only waits to be released).
+// Logs "draw NAME", then "done NAME" or "stopped NAME". Blocking runs until
+// released or interrupted; a gate only until released.
 class Task : public QOR::Threading::DrawTask {
 public:
   enum Kind { Quick, Blocking, Gate };
@@ -80,8 +72,6 @@ private:
   std::atomic<bool> m_stop{false}, m_released{false};
 };
 
-// A program's draw thread: counts the worker's starts and ends, remembers
-// its thread id, and finishes in its own destructor.
 class Renderer : public QOR::Threading::DrawThread {
 public:
   ~Renderer() override;
@@ -89,16 +79,11 @@ public:
   void threadEnding() override { ++ends; }
   std::atomic<int> starts{0}, ends{0};
   std::atomic<DWORD> workerId{0};
-  // Whether the worker (the last one started) has ended, within the deadline.
   bool workerEnded();
-  // Waits until no task is in progress (its draw() returned and the worker
-  // let go of it); false at the deadline.
   bool waitIdle();
-  // Kills the idle worker from outside with `exitCode`, once it holds no lock.
   bool killWorker(DWORD exitCode);
 };
 
-// Waits with a deadline while dispatching sent messages; counts its calls.
 class DeadlineWaiter : public QOR::Threading::Waiter {
 public:
   unsigned long operator()(void* handle) const override;

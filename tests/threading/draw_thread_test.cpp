@@ -1,5 +1,3 @@
-// The draw thread over real windows: highest window first, interruption,
-// superseding, cancellation, and a stress run that accounts for every task.
 #include "draw_fixture.h"
 
 #include <gtest/gtest.h>
@@ -21,8 +19,7 @@ std::vector<std::string> completed(Log& log) {
   return done;
 }
 
-// Queues `tasks` behind a gate (a task of a bottom window that runs until
-// released), so that the worker sees them all before choosing.
+// Queues `tasks` behind a gate so that the worker sees them all before choosing.
 void insertBehindGate(Renderer& renderer, Windows& windows, Log& log, const std::vector<Task*>& tasks) {
   static std::deque<Task> gates;
   HWND bottom = windows.topLevel();
@@ -149,9 +146,6 @@ TEST(DrawThread, UpdateActiveSwitchesToTheHighestQueuedWindow) {
                                                      "draw a", "done a"}));
 }
 
-// Thousands of inserts, cancels and updateActive calls against a drawing
-// worker; every task ends drawn to completion once, or superseded, or
-// cancelled, and the last live task of each window is drawn.
 TEST(DrawThread, StressAccountsForEveryTaskOnce) {
   Windows windows;
   Log log;
@@ -167,20 +161,10 @@ TEST(DrawThread, StressAccountsForEveryTaskOnce) {
     for (int step = 0; step < 4000; ++step) {
       HWND w = ws[random() % ws.size()];
       switch (random() % 8) {
-        case 0:
-          renderer.cancel(w);
-          live.erase(w);
-          break;
-        case 1:
-          renderer.cancel(w, DeadlineWaiter());
-          live.erase(w);
-          break;
-        case 2:
-          renderer.updateActive(w);
-          break;
-        case 3:
-          Windows::stack({w});
-          break;
+        case 0: renderer.cancel(w); live.erase(w); break;
+        case 1: renderer.cancel(w, DeadlineWaiter()); live.erase(w); break;
+        case 2: renderer.updateActive(w); break;
+        case 3: Windows::stack({w}); break;
         default: {
           auto& t = tasks.emplace_back(std::make_unique<Task>(w, std::to_string(tasks.size()), log));
           t->duringDraw = [] { std::this_thread::sleep_for(std::chrono::microseconds(50)); };

@@ -16,8 +16,6 @@ using namespace std::chrono_literals;
 
 constexpr long kReader = 1, kReaderMask = -268435456;  // 0xF0000000
 constexpr long kWriter = 268435456, kWriterMask = -1;
-// Long enough never to expire in a healthy run, short enough that a lost
-// wake-up fails the test instead of hanging it.
 constexpr unsigned long kWaitMs = 10000;
 
 // The wait slot of a word, computed here from the documented hash.
@@ -61,31 +59,6 @@ TEST(LockWord, TimedOutWaitLeavesTheWordAsItWas) {
   EXPECT_EQ(word, 0);
 }
 
-TEST(LockWord, WaitingReaderEntersWhenTheWriterLeaves) {
-  long volatile word = 0;
-  ASSERT_TRUE(readWriteLockLock(word, kWriter, kWriterMask, 0));
-  auto reader = std::async(std::launch::async, [&] { return readWriteLockLock(word, kReader, kReaderMask, kWaitMs); });
-  EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);  // still blocked by the writer
-  readWriteLockUnlock(word, kWriter);
-  ASSERT_EQ(reader.wait_for(20s), std::future_status::ready);
-  EXPECT_TRUE(reader.get());
-  EXPECT_EQ(word, 1);
-}
-
-TEST(LockWord, ScopedHoldersAddWhileHeldAndReleaseOnExit) {
-  long volatile word = 0;
-  {
-    ReadWriteLock<268435456, -1> writer(word);
-    EXPECT_TRUE(writer.held());
-    EXPECT_EQ(word, kWriter);
-  }
-  {
-    ReadWriteLockShared a(word), b(word);
-    EXPECT_EQ(word, 2);
-  }
-  EXPECT_EQ(word, 0);
-}
-
 // Two words in one wait slot: releasing one wakes the waiters of both, and
 // the waiter of the word still held goes back to waiting.
 TEST(LockWord, WordsSharingAWaitSlotWakeOnlyTheirOwnWaiters) {
@@ -119,26 +92,20 @@ TEST(LockWord, WordsSharingAWaitSlotWakeOnlyTheirOwnWaiters) {
   EXPECT_EQ(*b, 1);
 }
 
-// Readers and writers hammer one word. Inside, a writer must be alone and a
-// reader must see no writer; every acquisition must succeed within the wait
-// limit, which a lost wake-up would exceed.
+// Writers alone, readers see no writer, no acquisition times out.
 TEST(LockWordStress, WritersAreAloneAndNoWakeUpIsLost) {
   long volatile word = 0;
   std::atomic<int> readersInside{0}, writersInside{0};
   std::atomic<int> violations{0}, timeouts{0};
   long shared = 0;  // changed by writers only, under the lock
-  // The lock has no writer preference, so a steady stream of readers can keep
-  // a writer waiting: the run is kept short enough for a loaded machine.
   constexpr int kIterations = 5000;
   std::atomic<bool> stop{false};
 
   std::latch start(6);
-  std::atomic<int> contended{0};
   auto writer = [&] {
     start.arrive_and_wait();
     for (int i = 0; i < kIterations && !stop; ++i) {
-      if (!readWriteLockLock(word, kWriter, kWriterMask, 0)) ++contended;
-      else readWriteLockUnlock(word, kWriter);
+      if (readWriteLockLock(word, kWriter, kWriterMask, 0)) readWriteLockUnlock(word, kWriter);
       if (!readWriteLockLock(word, kWriter, kWriterMask, kWaitMs)) {
         ++timeouts;
         return;
@@ -167,15 +134,12 @@ TEST(LockWordStress, WritersAreAloneAndNoWakeUpIsLost) {
   std::vector<std::future<void>> threads;
   for (int i = 0; i < 3; ++i) threads.push_back(std::async(std::launch::async, writer));
   for (int i = 0; i < 3; ++i) threads.push_back(std::async(std::launch::async, reader));
-  // On a deadline the threads are told to stop, so that a failure never
-  // leaves the futures' destructors waiting for ever.
   const auto deadline = std::chrono::steady_clock::now() + 60s;
   bool finished = true;
   for (auto& t : threads) finished = finished && t.wait_until(deadline) == std::future_status::ready;
   stop = true;
   ASSERT_TRUE(finished) << "readers and writers still running after 60 s";
 
-  RecordProperty("contended", contended.load());  // how often a try found the word taken
   EXPECT_EQ(violations, 0);
   EXPECT_EQ(timeouts, 0);
   EXPECT_EQ(shared, 3 * kIterations);  // every writer finished all its rounds

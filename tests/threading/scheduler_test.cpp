@@ -1,5 +1,3 @@
-// The scheduler's worker through a real draw thread: starting, finishing,
-// waiting, interrupting, a dead worker's report and restart.
 #include "draw_fixture.h"
 
 #include <gtest/gtest.h>
@@ -18,29 +16,6 @@ class GiveUpWaiter : public QOR::Threading::Waiter {
 public:
   unsigned long operator()(void*) const override { return WAIT_TIMEOUT; }
 };
-
-TEST(Scheduler, FinishWithoutWorkerReturnsTrueAndWaitsForNothing) {
-  Renderer renderer;
-  DeadlineWaiter waiter;
-  EXPECT_TRUE(renderer.finish(waiter));
-  EXPECT_EQ(waiter.calls, 0);
-  EXPECT_EQ(renderer.starts, 0);
-}
-
-TEST(Scheduler, InterruptWithoutTaskReturnsAtOnce) {
-  Windows windows;
-  Log log;
-  Renderer renderer;
-  DeadlineWaiter waiter;
-  renderer.interrupt(waiter);  // never started
-  Task task(windows.topLevel(), "a", log);
-  renderer.insert(task);
-  ASSERT_TRUE(log.waitFor("done a"));
-  ASSERT_TRUE(renderer.waitIdle());
-  renderer.interrupt(waiter);  // running, idle
-  renderer.interrupt();
-  EXPECT_EQ(waiter.calls, 0);
-}
 
 TEST(Scheduler, InterruptWithWaiterReturnsOnceTheTaskGaveControlBack) {
   Windows windows;
@@ -70,13 +45,15 @@ TEST(Scheduler, FinishStopsABusyWorkerAndFollowsTheExitCode) {
   Windows windows;
   Log log;
   Renderer renderer;
+  DeadlineWaiter waiter;
+  EXPECT_TRUE(renderer.finish(waiter));  // no worker yet: nothing to wait for
+  EXPECT_EQ(waiter.calls, 0);
   Task running(windows.topLevel(), "running", log, Task::Blocking);
   Task queued(windows.topLevel(), "queued", log, Task::Blocking);
   renderer.insert(running);
   ASSERT_TRUE(log.waitFor("draw running"));
   Windows::stack({running.window(), queued.window()});  // queued below: no interrupt
   renderer.insert(queued);
-  DeadlineWaiter waiter;
   EXPECT_TRUE(renderer.finish(waiter));  // the worker returns 0
   EXPECT_EQ(waiter.lastResult, WAIT_OBJECT_0);
   EXPECT_EQ(renderer.ends, 1);
@@ -104,9 +81,8 @@ TEST(Scheduler, FinishIsFalseForAKilledWorkerAndTrueWhenTheWaiterGivesUp) {
   EXPECT_TRUE(renderer.workerEnded());  // it was told to end all the same
 }
 
-// Closes every "Thread exited unexpectedly" box titled "QOR::Draw" with IDOK
-// until stopped. Past the deadline it ends the box's modal loop with WM_QUIT,
-// so that a box it cannot find fails the test instead of hanging it.
+// Closes "QOR::Draw" boxes with IDOK; past the deadline posts WM_QUIT so a
+// missing box fails instead of hanging.
 class BoxCloser {
 public:
   explicit BoxCloser(DWORD uiThread) : m_ui(uiThread), m_thread([this] { run(); }) {}
@@ -187,8 +163,7 @@ TEST(Scheduler, BoringWaiterServicesTheWorkersSendMessage) {
   HWND window = windows.topLevel();
   Task task(window, "a", log, Task::Blocking);
   LRESULT sent = 0;
-  // Once interrupted, the task's draw sends to the waiting thread's window;
-  // without servicing it the send times out instead of hanging.
+  // The draw sends to the cancelling thread's window.
   task.duringDraw = [&] {
     log.add("sending");
     log.waitFor("cancelling");
@@ -221,12 +196,6 @@ TEST(Scheduler, DestructionWithQueuedTasksDeletesNone) {
   }
   EXPECT_EQ(Task::destroyed, destroyed);
   EXPECT_LE(a.draws + b.draws, 2);
-}
-
-TEST(Scheduler, SetThreadNameIsHarmlessWithoutADebugger) {
-  QOR::setThreadName("scheduler test", 0xFFFFFFFF);
-  QOR::setThreadName("another thread", GetCurrentThreadId());
-  SUCCEED();
 }
 
 }  // namespace

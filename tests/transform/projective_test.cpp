@@ -1,5 +1,3 @@
-// Perspective transforms: the projection of points, the front/behind rule for
-// extents, the combination with affine maps and slicing.
 #include "support.h"
 
 using namespace tfm;

@@ -1,5 +1,3 @@
-// Shared helpers of the transform tests: text forms, random transforms and
-// tolerant comparisons of points and vectors.
 #pragma once
 
 #include <qorcor14/transform.h>
@@ -18,8 +16,7 @@ namespace tfm {
 constexpr double kMax = 1.7976931348623157e308;
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// The dynamic type of an object reached through a smart pointer: typeid(*p)
-// would call operator* inside typeid, which clang rightly flags.
+// typeid(*p) on a smart pointer would call operator* inside typeid.
 template <typename T>
 const std::type_info& dynamicType(const T& object) {
   return typeid(object);
@@ -49,8 +46,6 @@ Extent<N> box(const double (&lo)[3], const double (&hi)[3]) {
   return Extent<N>(r);
 }
 
-// Componentwise relative closeness of points or vectors, scaled by the larger
-// magnitude (at least 1).
 template <template <int> class P, int N>
 ::testing::AssertionResult near(const P<N>& a, const P<N>& b, double tol = 1e-9) {
   for (int k = 0; k < N; ++k)
@@ -80,7 +75,6 @@ struct Rng {
   Vector<N> vector(double r = 5) {
     return point<N>(r) - Point<N>::origin();
   }
-  // A well-conditioned general affine map: a heavy diagonal plus noise.
   template <int N>
   NonUniformTransform<N> affine() {
     double pod[N + 1][N];

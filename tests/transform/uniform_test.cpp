@@ -1,5 +1,3 @@
-// The similarity factories, their queries, inverses and text forms, and the
-// non-uniform factories.
 #include "support.h"
 
 #include <qorcor14/errors.h>
@@ -33,15 +31,6 @@ TEST(UniformTransform2, MirrorInALineFixesItAndReflectsAcrossIt) {
     const Point<2> foot = line.point() + d * dot(q - line.point(), d);
     EXPECT_TRUE(near(q * t, foot + (foot - q)));
   }
-}
-
-TEST(UniformTransform2, InverseUndoesAndKeepsTheKind) {
-  auto t = UniformTransform<2>::scale(2);
-  t *= UniformTransform<2>::rotation(Angle::degrees(30));
-  t *= UniformTransform<2>::translation(Vector<2>(1, -2));
-  auto inv = inverseOf(t);
-  EXPECT_EQ(dynamicType(*inv), typeid(UniformTransform<2>));
-  EXPECT_TRUE(near(Point<2>(3, 4) * t * *inv, Point<2>(3, 4)));
 }
 
 TEST(UniformTransform2, TextIsTranslationScaleAndDegreesAndPodMatrixIsTakenAsGiven) {
