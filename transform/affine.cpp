@@ -2,8 +2,7 @@
 // slicing shared by the uniform and non-uniform kinds.
 #include <qorcor14/transform/affine.h>
 
-#include <qorcor14/transform/non_uniform.h>
-#include <qorcor14/transform/projective.h>
+#include "transform/internal/kinds.h"
 
 #include <memory>
 #include <ostream>
@@ -45,7 +44,10 @@ bool AffineTransform<N>::mirroring() const {
 
 template <int N>
 Vector<N> AffineTransform<N>::preMultiply(const Vector<N>& v) const {
-  return Vector<N>(v, m_matrix);
+  double c[N];
+  v.packToPod(c);
+  QOR::detail::rowTimes<N>(c, QOR::detail::elementsOf(m_matrix), nullptr, c);
+  return Vector<N>(c);
 }
 
 template <int N>
@@ -79,8 +81,8 @@ template <int N>
 Transform<N>* AffineTransform<N>::composeAny(const Transform<N>& other) const {
   // Affine first, then perspective: the order of the kind tests matters only
   // to a class deriving from both, but it is fixed.
-  if (const auto* a = dynamic_cast<const AffineTransform*>(&other)) return composeWith(*a);
-  if (const auto* p = dynamic_cast<const PerspectiveTransform<N>*>(&other)) {
+  if (const auto* a = QOR::detail::asAffine(other)) return composeWith(*a);
+  if (const auto* p = QOR::detail::asPerspective(other)) {
     std::unique_ptr<PerspectiveTransform<N>> r(p->clone());
     r->preMultiply(*this);
     return r.release();
@@ -93,9 +95,57 @@ std::wostream& AffineTransform<N>::putOn(std::wostream& os) const {
   return os << m_vector << L'+' << m_matrix;
 }
 
+namespace {
+
+// The bounding extent of the corners c of e, in the order of Extent::corner,
+// each mapped to (c − shift)·m + t: shift or t may be null.
+template <int N>
+Extent<N> mapCorners(const Extent<N>& e, const double* shift, const double* m, const double* t) {
+  double lo[N], hi[N];
+  for (int k = 0; k < N; ++k) {
+    lo[k] = shift ? e.lo(k) - shift[k] : e.lo(k);
+    hi[k] = shift ? e.hi(k) - shift[k] : e.hi(k);
+  }
+  Extent<N> r;
+  for (unsigned int i = 0; i < (1u << N); ++i) {
+    double c[N];
+    for (int k = 0; k < N; ++k) c[k] = (i >> k) & 1u ? hi[k] : lo[k];
+    QOR::detail::rowTimes<N>(c, m, t, c);
+    r += Point<N>(c);
+  }
+  return r;
+}
+
+} // namespace
+
+template <int N>
+Extent<N> AffineTransform<N>::preMultiply(const Extent<N>& e) const {
+  if (!QOR::detail::isPlainAffine(*this)) return Transform<N>::preMultiply(e);
+  if (e.degenerate()) return e;
+  double t[N];
+  m_vector.packToPod(t);
+  return mapCorners(e, nullptr, QOR::detail::elementsOf(m_matrix), t);
+}
+
+template <int N>
+Extent<N> AffineTransform<N>::preDivide(const Extent<N>& e) const {
+  if (!QOR::detail::isPlainAffine(*this)) return Transform<N>::preDivide(e);
+  if (e.degenerate()) return e;
+  const Matrix<N> inv = m_matrix.inverse();
+  double t[N];
+  m_vector.packToPod(t);
+  return mapCorners(e, t, QOR::detail::elementsOf(inv), nullptr);
+}
+
 template <int N>
 Point<N> AffineTransform<N>::preMultiply(const Point<N>& p) const {
-  return Point<N>(p, m_matrix, m_vector);
+  // The kernel straight into the result: the Point constructor that does the
+  // same is not inlined here, and the call cost a third of the mapping.
+  double t[N];
+  m_vector.packToPod(t);
+  Point<N> r;
+  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m_matrix), t, r.m_c);
+  return r;
 }
 
 template <int N>

@@ -2,6 +2,8 @@
 // the front/behind rule for extents, and the combination with affine maps.
 #include <qorcor14/transform/projective.h>
 
+#include "transform/internal/kinds.h"
+
 #include <memory>
 #include <ostream>
 
@@ -105,7 +107,7 @@ Transform<N - 1>* PerspectiveTransform<N>::pSlice() const {
 
 template <int N>
 Transform<N>* PerspectiveTransform<N>::composeWith(const Transform<N>& other) const {
-  if (const auto* a = dynamic_cast<const AffineTransform<N>*>(&other)) {
+  if (const auto* a = QOR::detail::asAffine(other)) {
     std::unique_ptr<PerspectiveTransform> r(clone());
     r->divide(*a);
     return r.release();

@@ -3,6 +3,8 @@
 // on the plane z = 0).
 #include <qorcor14/transform/transform.h>
 
+#include "transform/internal/block_cache.h"
+
 #include <ostream>
 
 // ---- Transform<N> ----
@@ -11,6 +13,16 @@ Transform<1>::~Transform() = default;
 
 template <int N>
 Transform<N>::~Transform() = default;
+
+template <int N>
+void* Transform<N>::operator new(std::size_t size) {
+  return QOR::detail::allocateTransformBlock(size);
+}
+
+template <int N>
+void Transform<N>::operator delete(void* p, std::size_t size) noexcept {
+  QOR::detail::releaseTransformBlock(p, size);
+}
 
 template <int N>
 Transform<N - 1>* Transform<N>::pSlice() const {

@@ -3,7 +3,7 @@
 #include <qorcor14/transform/uniform.h>
 
 #include <qorcor14/errors.h>
-#include <qorcor14/transform/non_uniform.h>
+#include "transform/internal/kinds.h"
 
 #include <cmath>
 #include <memory>
@@ -14,7 +14,7 @@ namespace {
 // A copy of a, followed by b, as the affine kind the pair allows.
 template <int N>
 AffineTransform<N>* composeAffine(const UniformTransform<N>& a, const AffineTransform<N>& b) {
-  if (dynamic_cast<const UniformTransform<N>*>(&b)) {
+  if (QOR::detail::isUniform(b)) {
     std::unique_ptr<UniformTransform<N>> r(new UniformTransform<N>(a));
     r->multiply(b);
     return r.release();

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/geometry/internal/row_kernels.h>
 #include <qorcor14/geometry/vector.h>
 
 #include <ostream>
@@ -16,6 +17,10 @@
 template <int N> class Matrix;
 
 namespace QOR::detail {
+
+// The N×N elements of m, row by row, for the inline kernels.
+template <int N>
+const double* elementsOf(const Matrix<N>& m);
 
 // determinant(), which Matrix<N> has for N = 1..3 only: Matrix<N> derives
 // from MatrixExtras<N>, and only the specialisation for N <= 3 declares it.
@@ -107,6 +112,8 @@ public:
   friend std::wostream& operator<<(std::wostream& os, const Matrix& m) { return m.putOn(os); }
 
 private:
+  friend const double* QOR::detail::elementsOf<N>(const Matrix& m);
+
   // Row i of the result is row perm[i] of rows.
   Matrix(const double (*rows)[N], const int* perm);
   // The product a·b of the two arrays taken as matrices.
@@ -117,36 +124,32 @@ private:
   double m_m[N][N];
 };
 
-namespace QOR::detail {
-
-// Component j of the row vector v·m, summed in row order.
 template <int N>
-inline double rowTimesColumn(const double* v, const Matrix<N>& m, int j) {
-  double s = v[0] * m[0][j];
-  for (int i = 1; i < N; ++i) s += v[i] * m[i][j];
-  return s;
+inline const double* QOR::detail::elementsOf(const Matrix<N>& m) {
+  return m.m_m[0];
 }
-
-} // namespace QOR::detail
 
 // Each component is written once, straight from its sum: building v·m first
 // and adding t afterwards made the compiler reload the stored halves.
 template <int N>
 inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m) {
-  for (int j = 0; j < N; ++j) m_c[j] = QOR::detail::rowTimesColumn(v.m_c, m, j);
+  QOR::detail::rowTimes<N>(v.m_c, QOR::detail::elementsOf(m), nullptr, m_c);
 }
 
 template <int N>
 inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m, const Vector& t) {
-  for (int j = 0; j < N; ++j) m_c[j] = QOR::detail::rowTimesColumn(v.m_c, m, j) + t.m_c[j];
+  QOR::detail::rowTimes<N>(v.m_c, QOR::detail::elementsOf(m), t.m_c, m_c);
 }
 
 template <int N>
-inline Point<N>::Point(const Point& p, const Matrix<N>& m) : Point(Vector<N>(p.asVector(), m)) {}
+inline Point<N>::Point(const Point& p, const Matrix<N>& m) {
+  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m), nullptr, m_c);
+}
 
 template <int N>
-inline Point<N>::Point(const Point& p, const Matrix<N>& m, const Vector<N>& t)
-    : Point(Vector<N>(p.asVector(), m, t)) {}
+inline Point<N>::Point(const Point& p, const Matrix<N>& m, const Vector<N>& t) {
+  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m), t.m_c, m_c);
+}
 
 QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<1>)
 QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<2>)

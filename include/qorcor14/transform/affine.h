@@ -88,6 +88,12 @@ protected:
 
   // The translation, "+", the matrix: (1,2)+[1,0/0,1].
   std::wostream& putOn(std::wostream& os) const override;
+  // The root's extent mappings, corner by corner through p·M + t and
+  // (p − t)·M⁻¹ with the same results, without a virtual call per corner and
+  // inverting M once. A kind derived by a program, which may map points its
+  // own way, gets the root's.
+  [[nodiscard]] Extent<N> preMultiply(const Extent<N>& e) const override;
+  [[nodiscard]] Extent<N> preDivide(const Extent<N>& e) const override;
   // p·M + t.
   [[nodiscard]] Point<N> preMultiply(const Point<N>& p) const override;
   // (p − t)·M⁻¹.

@@ -18,6 +18,7 @@
 #include <qorcor14/geometry/extent.h>
 #include <qorcor14/geometry/vector.h>
 
+#include <cstddef>
 #include <memory>
 #include <ostream>
 #include <type_traits>
@@ -72,6 +73,14 @@ public:
 
   // The text form of the concrete kind.
   friend std::wostream& operator<<(std::wostream& os, const Transform& t) { return t.putOn(os); }
+
+  // Every composition, inverse and clone is a new heap object: the memory of
+  // deleted transforms is kept for the next ones instead of going back to the
+  // platform heap each time. new and delete work as usual, placement new too.
+  static void* operator new(std::size_t size);
+  static void operator delete(void* p, std::size_t size) noexcept;
+  static void* operator new(std::size_t, void* where) noexcept { return where; }
+  static void operator delete(void*, void*) noexcept {}
 
 protected:
   Transform() = default;
