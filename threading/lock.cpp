@@ -55,7 +55,12 @@ long wrappingAdd(long a, long b) {
 
 }  // namespace
 
-bool readWriteLockLock(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
+namespace {
+
+// The loop of readWriteLockLock from a fresh read of the word, waiting on the
+// word's slot while the mask holds. Kept out of line so that the uncontended
+// acquire does not pay for saving the registers the waiting needs.
+[[gnu::noinline]] bool lockContended(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
   WaitSlot& slot = slotOf(word);
   for (;;) {
     long v = word;
@@ -78,6 +83,15 @@ bool readWriteLockLock(long volatile& word, long increment, long mask, unsigned 
     }
     if (InterlockedCompareExchange(&word, wrappingAdd(v, increment), v) == v) return true;
   }
+}
+
+}  // namespace
+
+bool readWriteLockLock(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
+  // The loop's first turn when the word is free: one read, one exchange.
+  const long v = word;
+  if (!(v & mask) && InterlockedCompareExchange(&word, wrappingAdd(v, increment), v) == v) return true;
+  return lockContended(word, increment, mask, timeoutMs);
 }
 
 void readWriteLockUnlock(long volatile& word, long increment) {
