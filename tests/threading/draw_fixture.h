@@ -72,6 +72,8 @@ private:
   std::atomic<bool> m_stop{false}, m_released{false};
 };
 
+// Declared after the tasks it draws in every test: until it has finished it
+// may still hold the last task it ran.
 class Renderer : public QOR::Threading::DrawThread {
 public:
   ~Renderer() override;

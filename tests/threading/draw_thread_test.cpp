@@ -34,11 +34,11 @@ void insertBehindGate(Renderer& renderer, Windows& windows, Log& log, const std:
 TEST(DrawThread, DrawsTopWindowFirstAndAChildBeforeItsParent) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND w1 = windows.topLevel(), w2 = windows.topLevel(), w3 = windows.topLevel(), w4 = windows.topLevel();
   HWND child = windows.child(w3);
   Windows::stack({w3, w1, w4, w2});
   Task t1(w1, "w1", log), t2(w2, "w2", log), t3(w3, "w3", log), t4(w4, "w4", log), tc(child, "child", log);
+  Renderer renderer;
   insertBehindGate(renderer, windows, log, {&t1, &t2, &t3, &t4, &tc});
   ASSERT_TRUE(log.waitFor("done w2"));
   EXPECT_EQ(completed(log), (std::vector<std::string>{"gate", "child", "w3", "w1", "w4", "w2"}));
@@ -47,11 +47,11 @@ TEST(DrawThread, DrawsTopWindowFirstAndAChildBeforeItsParent) {
 TEST(DrawThread, TasksOfDestroyedWindowsWaitWhileOthersAreQueued) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND gone1 = windows.topLevel(), gone2 = windows.topLevel(), live = windows.topLevel();
   DestroyWindow(gone1);
   DestroyWindow(gone2);
   Task a(gone1, "gone1", log), b(gone2, "gone2", log), c(live, "live", log);
+  Renderer renderer;
   insertBehindGate(renderer, windows, log, {&a, &b, &c});
   ASSERT_TRUE(log.waitFor("done live"));
   EXPECT_TRUE(renderer.finish(DeadlineWaiter()));  // the worker is idle, not drawing them
@@ -61,10 +61,10 @@ TEST(DrawThread, TasksOfDestroyedWindowsWaitWhileOthersAreQueued) {
 TEST(DrawThread, HigherWindowInterruptsAndTheInterruptedTaskResumes) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND top = windows.topLevel(), low = windows.topLevel(), lower = windows.topLevel();
   Windows::stack({top, low, lower});
   Task running(low, "low", log, Task::Blocking), below(lower, "lower", log), above(top, "top", log);
+  Renderer renderer;
   renderer.insert(running);
   ASSERT_TRUE(log.waitFor("draw low"));
   renderer.insert(below);  // lower: no interruption
@@ -80,9 +80,9 @@ TEST(DrawThread, HigherWindowInterruptsAndTheInterruptedTaskResumes) {
 TEST(DrawThread, NewTaskForTheRunningWindowSupersedesIt) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND w = windows.topLevel();
   Task old(w, "old", log, Task::Blocking), fresh(w, "new", log);
+  Renderer renderer;
   renderer.insert(old);
   ASSERT_TRUE(log.waitFor("draw old"));
   renderer.insert(fresh);
@@ -94,9 +94,9 @@ TEST(DrawThread, NewTaskForTheRunningWindowSupersedesIt) {
 TEST(DrawThread, NewTaskForAQueuedWindowReplacesTheQueuedOne) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND w = windows.topLevel();
   Task older(w, "older", log), newer(w, "newer", log);
+  Renderer renderer;
   insertBehindGate(renderer, windows, log, {&older, &newer});
   ASSERT_TRUE(log.waitFor("done newer"));
   EXPECT_TRUE(renderer.finish(DeadlineWaiter()));
@@ -106,9 +106,9 @@ TEST(DrawThread, NewTaskForAQueuedWindowReplacesTheQueuedOne) {
 TEST(DrawThread, CancelWithWaiterReturnsAfterTheTaskStoppedAndDropsIt) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND w = windows.topLevel(), other = windows.topLevel();
   Task task(w, "a", log, Task::Blocking), queued(other, "queued", log);
+  Renderer renderer;
   renderer.insert(task);
   ASSERT_TRUE(log.waitFor("draw a"));
   renderer.cancel(other);  // neither queued nor running: nothing happens
@@ -126,10 +126,10 @@ TEST(DrawThread, CancelWithWaiterReturnsAfterTheTaskStoppedAndDropsIt) {
 TEST(DrawThread, UpdateActiveSwitchesToTheHighestQueuedWindow) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND a = windows.topLevel(), b = windows.topLevel(), c = windows.topLevel();
   Windows::stack({a, b, c});
   Task running(c, "c", log, Task::Blocking), ta(a, "a", log), tb(b, "b", log);
+  Renderer renderer;
   renderer.insert(running);
   ASSERT_TRUE(log.waitFor("draw c"));
   Windows::stack({c, b, a});  // c on top: a and b queue without interrupting

@@ -20,8 +20,8 @@ public:
 TEST(Scheduler, InterruptWithWaiterReturnsOnceTheTaskGaveControlBack) {
   Windows windows;
   Log log;
-  Renderer renderer;
   Task task(windows.topLevel(), "a", log, Task::Blocking);
+  Renderer renderer;
   renderer.insert(task);
   ASSERT_TRUE(log.waitFor("draw a"));
   DeadlineWaiter waiter;
@@ -44,12 +44,12 @@ TEST(Scheduler, InterruptWithWaiterReturnsOnceTheTaskGaveControlBack) {
 TEST(Scheduler, FinishStopsABusyWorkerAndFollowsTheExitCode) {
   Windows windows;
   Log log;
+  Task running(windows.topLevel(), "running", log, Task::Blocking);
+  Task queued(windows.topLevel(), "queued", log, Task::Blocking);
   Renderer renderer;
   DeadlineWaiter waiter;
   EXPECT_TRUE(renderer.finish(waiter));  // no worker yet: nothing to wait for
   EXPECT_EQ(waiter.calls, 0);
-  Task running(windows.topLevel(), "running", log, Task::Blocking);
-  Task queued(windows.topLevel(), "queued", log, Task::Blocking);
   renderer.insert(running);
   ASSERT_TRUE(log.waitFor("draw running"));
   Windows::stack({running.window(), queued.window()});  // queued below: no interrupt
@@ -66,15 +66,15 @@ TEST(Scheduler, FinishIsFalseForAKilledWorkerAndTrueWhenTheWaiterGivesUp) {
   Windows windows;
   Log log;
   {
-    Renderer renderer;
     Task task(windows.topLevel(), "a", log);
+    Renderer renderer;
     renderer.insert(task);
     ASSERT_TRUE(log.waitFor("done a"));
     ASSERT_TRUE(renderer.killWorker(7));
     EXPECT_FALSE(renderer.finish(DeadlineWaiter()));
   }
-  Renderer renderer;
   Task task(windows.topLevel(), "b", log);
+  Renderer renderer;
   renderer.insert(task);
   ASSERT_TRUE(log.waitFor("done b"));
   EXPECT_TRUE(renderer.finish(GiveUpWaiter()));
@@ -121,17 +121,16 @@ private:
 TEST(Scheduler, KilledWorkerIsReportedOnceAndRestarted) {
   Windows windows;
   Log log;
+  Task first(windows.topLevel(), "first", log), second(windows.topLevel(), "second", log),
+      third(windows.topLevel(), "third", log);
   Renderer renderer;
-  Task first(windows.topLevel(), "first", log);
   renderer.insert(first);
   ASSERT_TRUE(log.waitFor("done first"));
   ASSERT_TRUE(renderer.killWorker(3));
 
   BoxCloser closer(GetCurrentThreadId());
-  Task second(windows.topLevel(), "second", log);
   renderer.insert(second);  // shows the box until the closer sends IDOK
   ASSERT_TRUE(log.waitFor("done second"));
-  Task third(windows.topLevel(), "third", log);
   renderer.insert(third);
   ASSERT_TRUE(log.waitFor("done third"));
   EXPECT_EQ(closer.closed, 1);
@@ -144,12 +143,11 @@ TEST(Scheduler, KilledWorkerIsReportedOnceAndRestarted) {
 TEST(Scheduler, ThrowingDrawKeepsTheWorkerAlive) {
   Windows windows;
   Log log;
+  Task thrower(windows.topLevel(), "thrower", log), next(windows.topLevel(), "next", log);
   Renderer renderer;
-  Task thrower(windows.topLevel(), "thrower", log);
   thrower.duringDraw = [] { throw std::runtime_error("draw failed"); };
   renderer.insert(thrower);
   ASSERT_TRUE(log.waitFor("draw thrower"));
-  Task next(windows.topLevel(), "next", log);
   renderer.insert(next);
   ASSERT_TRUE(log.waitFor("done next"));
   EXPECT_EQ(thrower.draws, 1);  // dropped, not retried
@@ -159,10 +157,10 @@ TEST(Scheduler, ThrowingDrawKeepsTheWorkerAlive) {
 TEST(Scheduler, BoringWaiterServicesTheWorkersSendMessage) {
   Windows windows;
   Log log;
-  Renderer renderer;
   HWND window = windows.topLevel();
   Task task(window, "a", log, Task::Blocking);
   LRESULT sent = 0;
+  Renderer renderer;
   // The draw sends to the cancelling thread's window.
   task.duringDraw = [&] {
     log.add("sending");

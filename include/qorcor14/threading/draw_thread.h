@@ -85,6 +85,11 @@ public:
 // drawn and not deleted.
 // Note: tasks of windows that no longer exist stay queued while another
 // window has a task: the worker only takes windows it meets on screen.
+// Note: the thread never owns a task. A task must live until it is drawn to
+// the end, replaced or cancelled and the worker has let go of it, or until
+// finish() has returned: a task that has just finished drawing is still the
+// task in progress until the worker takes the lock again, and finish()
+// interrupts the task in progress. Declare the tasks before the thread.
 class QORCOR14_API DrawThread : public Scheduler<HWND> {
 public:
   using Queue = std::map<HWND, DrawTask*>;
