@@ -156,13 +156,20 @@ TEST(DrawThread, StressAccountsForEveryTaskOnce) {
   std::deque<std::unique_ptr<Task>> tasks;
   std::map<HWND, Task*> live;  // the newest task per window, unless cancelled since
   std::mt19937 random(13);
+  int cancelTimeouts = 0;  // a wait that ran out: the worker never let go
   {
     Renderer renderer;
     for (int step = 0; step < 4000; ++step) {
       HWND w = ws[random() % ws.size()];
       switch (random() % 8) {
         case 0: renderer.cancel(w); live.erase(w); break;
-        case 1: renderer.cancel(w, DeadlineWaiter()); live.erase(w); break;
+        case 1: {
+          DeadlineWaiter waiter;
+          renderer.cancel(w, waiter);
+          if (waiter.calls && waiter.lastResult != WAIT_OBJECT_0) ++cancelTimeouts;
+          live.erase(w);
+          break;
+        }
         case 2: renderer.updateActive(w); break;
         case 3: Windows::stack({w}); break;
         default: {
@@ -184,6 +191,7 @@ TEST(DrawThread, StressAccountsForEveryTaskOnce) {
   }
   for (auto& [w, t] : live) EXPECT_EQ(t->completions, 1);
   EXPECT_GT(done, 0);
+  EXPECT_EQ(cancelTimeouts, 0);
 }
 
 }  // namespace
