@@ -55,12 +55,18 @@ long wrappingAdd(long a, long b) {
 
 }  // namespace
 
+#if defined(_MSC_VER) && !defined(__clang__)
+#  define QOR_NOINLINE __declspec(noinline)
+#else
+#  define QOR_NOINLINE [[gnu::noinline]]
+#endif
+
 namespace {
 
 // The loop of readWriteLockLock from a fresh read of the word, waiting on the
 // word's slot while the mask holds. Kept out of line so that the uncontended
 // acquire does not pay for saving the registers the waiting needs.
-[[gnu::noinline]] bool lockContended(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
+QOR_NOINLINE bool lockContended(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
   WaitSlot& slot = slotOf(word);
   for (;;) {
     long v = word;
