@@ -121,20 +121,24 @@ inline void unrolled(F&& f) {
   }
 }
 
+// r[0] = a / d and r[1] = b / e: one packed division where SSE2 allows,
+// whose quotients are the scalar divisions' own.
+inline void dividePair(double a, double b, double d, double e, double* r) {
+#if defined(QORCOR14_SSE2)
+  _mm_storeu_pd(r, _mm_div_pd(_mm_set_pd(b, a), _mm_set_pd(e, d)));
+#else
+  r[0] = a / d;
+  r[1] = b / e;
+#endif
+}
+
 // n[i] /= d[i] for i < K, two at a time where SSE2 allows: the quotients
 // are the scalar divisions' own, and independent divisions share the divider.
 template <int K>
 inline void divideEach(double (&n)[K], const double (&d)[K]) {
   unrolled<0, K / 2>([&](auto h) {
     constexpr int i = 2 * decltype(h)::value;
-#if defined(QORCOR14_SSE2)
-    const __m128d q = _mm_div_pd(_mm_set_pd(n[i + 1], n[i]), _mm_set_pd(d[i + 1], d[i]));
-    n[i] = _mm_cvtsd_f64(q);
-    n[i + 1] = _mm_cvtsd_f64(_mm_unpackhi_pd(q, q));
-#else
-    n[i] /= d[i];
-    n[i + 1] /= d[i + 1];
-#endif
+    dividePair(n[i], n[i + 1], d[i], d[i + 1], &n[i]);
   });
   if constexpr (K % 2 != 0) n[K - 1] /= d[K - 1];
 }
@@ -212,16 +216,6 @@ void invert4(const double (*m)[4], double (*result)[4]) {
   unrolled<0, 4>([&](auto i) { b[p[i]].store(result[i]); });
 }
 
-// r[0] = a / d and r[1] = b / e: one packed division where SSE2 allows,
-// whose quotients are the scalar divisions' own.
-inline void dividePair(double a, double b, double d, double e, double* r) {
-#if defined(QORCOR14_SSE2)
-  _mm_storeu_pd(r, _mm_div_pd(_mm_set_pd(b, a), _mm_set_pd(e, d)));
-#else
-  r[0] = a / d;
-  r[1] = b / e;
-#endif
-}
 
 } // namespace
 
