@@ -11,7 +11,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil)
+packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil spin)
 
 ensure_packages() {
   local missing=()

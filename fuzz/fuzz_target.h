@@ -1,0 +1,44 @@
+// The contract between a fuzz target and the driver that runs it.
+//
+// A target is one source file, `fuzz/<name>_fuzz.cpp`, linked with the
+// driver into `fuzz_<name>.exe`. It defines the two functions below; the
+// driver owns everything else: seeded mutation of the seeds, the watchdog,
+// the memory check, saving failing inputs and replaying kept ones.
+//
+// A target checks what each result must satisfy, not only that nothing
+// crashed, and reports a broken property with fuzzCheck. An exception that
+// escapes fuzzOne is a failure, unless the target caught it and checked that
+// its type and text are ones the library allows for that input.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace qorfuzz {
+
+// One starting input: real data (a file the platform ships, a file the tests
+// or another tool wrote), named for the progress report.
+struct Seed {
+  std::string name;
+  std::vector<std::uint8_t> bytes;
+};
+
+// Reads a whole file into a seed; empty bytes when it cannot be read (a seed
+// that is missing on this machine is skipped, not a failure).
+Seed seedFromFile(const std::wstring& path);
+
+// Fails the current input: the driver reports `what`, saves the input and
+// stops (or, when replaying, fails the replay).
+[[noreturn]] void fail(const std::string& what);
+
+inline void fuzzCheck(bool condition, const char* what) {
+  if (!condition) fail(what);
+}
+
+}  // namespace qorfuzz
+
+// Defined by each target.
+std::vector<qorfuzz::Seed> fuzzSeeds();
+void fuzzOne(const std::uint8_t* data, std::size_t size);
