@@ -32,52 +32,55 @@ constexpr bool isLineEnd(unsigned int c) {
 bool isWhite(unsigned int c) { return isUspace(CodePoint::codePoint(c)); }
 
 // The next field of a record of `used` fields, empty: the string already at
-// that place in `fields`, cleared, or a new one.
-std::wstring& newField(std::vector<std::wstring>& fields, std::size_t& used) {
-  if (used < fields.size()) fields[used].clear();
-  else fields.emplace_back();
-  return fields[used++];
+// that place in `record`, cleared, or a new one.
+std::wstring& newField(std::vector<std::wstring>& record, std::size_t& used) {
+  if (used < record.size()) record[used].clear();
+  else record.emplace_back();
+  return record[used++];
 }
 
 }  // namespace
 
 void RawCSVParser::missingColumns(std::vector<bool>& missing) { missing.clear(); }
 
-// A record's fields reuse the strings already in `fields`: clearing the record
-// only sets `used` to 0, a new field clears and fills the next string (keeping
-// its storage), and every return cuts `fields` to `used`. The caller sees
-// exactly the record, without an allocation per field and record.
+// The record is read into m_record, never into the caller's vector, so that a
+// record left open at the end of a chunk goes on whatever vector the next call
+// is given. Its fields reuse the strings already there: clearing the record
+// only sets m_used to 0, and a new field clears and fills the next string
+// (keeping its storage). A finished record is swapped out to the caller, whose
+// old vector becomes the storage of the next one: no allocation per field and
+// record once the strings have grown.
 bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
-  std::size_t used = fields.size();
   switch (m_lineEnd) {
     case textUsedUp:
       m_pos = text.data();
       m_end = m_pos + text.size();
       break;
     case afterLineEnd:
-      used = 0;
       m_fieldState = recordStart;
       break;
     default:  // afterCarriageReturn
       m_pos = text.data();
       m_end = m_pos + text.size();
-      if (m_pos == m_end) return false;
+      if (m_pos == m_end) {
+        fields.clear();
+        return false;
+      }
       if (*m_pos == L'\n') ++m_pos;
-      used = 0;
       m_fieldState = recordStart;
       break;
   }
-  if (m_fieldState == recordStart) used = 0;
+  if (m_fieldState == recordStart) m_used = 0;
 
   for (;;) {
     if (m_pos == m_end) {
       m_lineEnd = textUsedUp;
-      fields.resize(used);
+      fields.clear();
       return false;
     }
 
-    if ((m_fieldState == unquoted && takeUnquotedRun(fields[used - 1])) ||
-        (m_fieldState == quoted && takeQuotedRun(fields[used - 1]))) {
+    if ((m_fieldState == unquoted && takeUnquotedRun(lastField())) ||
+        (m_fieldState == quoted && takeQuotedRun(lastField()))) {
       m_lineEnd = textUsedUp;
       continue;
     }
@@ -93,17 +96,20 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
     } else {
       m_lineEnd = c == 0x0D ? afterCarriageReturn : afterLineEnd;
       if (m_fieldState != quoted) {
-        if (m_fieldState == afterSeparator) newField(fields, used);
-        else if (m_fieldState != recordStart) fields[used - 1].resize(m_keptLength);
+        if (m_fieldState == afterSeparator) newField(m_record, m_used);
+        else if (m_fieldState != recordStart) lastField().resize(m_keptLength);
         if (m_lineEnd == afterCarriageReturn && m_pos != m_end && *m_pos == L'\n') {
           ++m_pos;
           m_lineEnd = afterLineEnd;
         }
-        fields.resize(used);
+        m_record.resize(m_used);
+        fields.swap(m_record);
+        m_used = 0;
+        m_fieldState = recordStart;
         return true;
       }
     }
-    take(fields, used, c, from);
+    take(c, from);
   }
 }
 
@@ -146,28 +152,28 @@ bool RawCSVParser::takeQuotedRun(std::wstring& field) {
   return true;
 }
 
-void RawCSVParser::take(std::vector<std::wstring>& fields, std::size_t& used, unsigned int c, const wchar_t* from) {
+void RawCSVParser::take(unsigned int c, const wchar_t* from) {
   switch (m_fieldState) {
     case recordStart:
     case afterSeparator:
       if (isWhite(c)) return;
       if (c == L',') {
-        newField(fields, used);
+        newField(m_record, m_used);
         m_fieldState = afterSeparator;
       } else if (c == L'"') {
-        newField(fields, used);
+        newField(m_record, m_used);
         m_keptLength = 0;
         m_fieldState = quoted;
       } else {
         // c starts an unquoted field; the run takes it and what follows.
-        std::wstring& field = newField(fields, used);
+        std::wstring& field = newField(m_record, m_used);
         m_fieldState = unquoted;
         m_pos = from;
         takeUnquotedRun(field);
       }
       return;
     case unquoted: {
-      std::wstring& field = fields[used - 1];
+      std::wstring& field = lastField();
       if (c == L',') {
         field.resize(m_keptLength);
         m_fieldState = afterSeparator;
@@ -178,12 +184,12 @@ void RawCSVParser::take(std::vector<std::wstring>& fields, std::size_t& used, un
       return;
     }
     case quoted:
-      takeQuoted(fields[used - 1], c, from);
+      takeQuoted(lastField(), c, from);
       return;
     case quoteInQuoted:
       if (c == L'"') {
         // A doubled quote: the provisional one stays as data, this one goes.
-        m_keptLength = fields[used - 1].size();
+        m_keptLength = lastField().size();
         m_fieldState = quoted;
         return;
       }
@@ -193,7 +199,7 @@ void RawCSVParser::take(std::vector<std::wstring>& fields, std::size_t& used, un
   }
 
   // After what may have been the closing quote.
-  std::wstring& field = fields[used - 1];
+  std::wstring& field = lastField();
   if (isWhite(c)) {
     field.append(from, m_pos);
     m_fieldState = afterClosingQuote;
@@ -231,7 +237,10 @@ void HeadedCSVParser::missingColumns(std::vector<bool>& missing) {
 
 bool HeadedCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
   for (;;) {
-    if (!m_raw->parse(m_rawFields, text)) return false;
+    if (!m_raw->parse(m_rawFields, text)) {
+      fields.clear();
+      return false;
+    }
     if (!m_headerPending) break;
     // The input's header line: find each requested name in it.
     for (std::size_t j = 0; j < m_names.size(); ++j) {

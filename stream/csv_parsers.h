@@ -42,9 +42,10 @@ public:
 
 private:
   // Handles c (the units [from, m_pos)) by field state; the record is not
-  // complete afterwards. `used` counts the fields of the record in `fields`
-  // (see parse).
-  void take(std::vector<std::wstring>& fields, std::size_t& used, unsigned int c, const wchar_t* from);
+  // complete afterwards.
+  void take(unsigned int c, const wchar_t* from);
+  // The field being read; the states inside a field imply m_used >= 1.
+  std::wstring& lastField() { return m_record[m_used - 1]; }
   // Takes the longest run from m_pos that only extends the current unquoted
   // (or quoted) field; false when there is none.
   bool takeUnquotedRun(std::wstring& field);
@@ -57,6 +58,10 @@ private:
   const wchar_t* m_end = nullptr;
   unsigned m_fieldState = recordStart;
   std::size_t m_keptLength = 0;
+  // The record being read: its first m_used strings (the others are spare
+  // storage). Kept here, so that the caller may pass any vector to any call.
+  std::vector<std::wstring> m_record;
+  std::size_t m_used = 0;
 };
 
 // The input's first record is its header line; every later record comes back

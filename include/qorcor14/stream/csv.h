@@ -67,8 +67,11 @@ public:
   virtual void missingColumns(std::vector<bool>& missing) = 0;
 
   // Consumes text and delivers at most one record: true when `fields` holds a
-  // complete record, false when the text held has been used up without
-  // completing one. An unfinished record carries over to the next chunk.
+  // complete record, false (with `fields` emptied) when the text held has been
+  // used up without completing one. An unfinished record carries over to the
+  // next chunk inside the parser, not in `fields`: each call may be given any
+  // vector (the same one, a new one, a cleared one), with the same records as
+  // a result. What `fields` held before a call is replaced.
   //
   // The chunk protocol: the parser does not copy the text but works in the
   // caller's string, which must stay alive and unchanged until parse returns
