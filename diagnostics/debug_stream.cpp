@@ -67,28 +67,61 @@ protected:
 private:
   static constexpr std::ptrdiff_t kChars = 512;
 
-  // Writes the gathered characters. Unless everything is wanted, a final CR
-  // is held back: the writer turns a CR at the end of one write and an LF at
-  // the start of the next into two line breaks.
+  // Writes the gathered characters, as if every character were put one by
+  // one: the end-of-file value is never written, and a surrogate that is not
+  // half of a pair is dropped alone (the writer would refuse it and the rest
+  // of the piece with it). The last unit is held back for the next piece
+  // when it may belong to what follows: always a leading surrogate, whose
+  // trailing half is still to come, and, unless everything is wanted, a CR
+  // (the writer turns a CR ending one write and an LF starting the next into
+  // two line breaks).
   void drain(bool all) {
-    wchar_t* end = pptr();
-    const bool holdCR = !all && end != pbase() && end[-1] == L'\r';
-    if (holdCR) --end;
-    // The end-of-file value is never written, as if every character were put
-    // one by one.
-    end = std::remove(pbase(), end, static_cast<wchar_t>(traits_type::eof()));
-    if (QOR::TextWriter* target = g_target; target && end != pbase()) {
-      try {
-        target->write(std::wstring(pbase(), end));
-      } catch (const std::exception&) {
-        // Dropped: a character the file cannot hold, or a failing disk.
-      }
-    }
+    wchar_t* end = std::remove(pbase(), pptr(), static_cast<wchar_t>(traits_type::eof()));
+    const bool hold = end != pbase() && (isLeadingSurrogate(end[-1]) || (!all && end[-1] == L'\r'));
+    const wchar_t held = hold ? *--end : L'\0';
+    end = withoutLoneSurrogates(pbase(), end);
+    if (QOR::TextWriter* target = g_target) writeOut(*target, pbase(), end);
     setp(m_chars, m_chars + kChars);
-    if (holdCR) {
-      m_chars[0] = L'\r';
+    if (hold) {
+      m_chars[0] = held;
       pbump(1);
     }
+  }
+
+  // Hands [first, last) to the target: runs of ASCII whole, as every
+  // encoding holds them, and each other character (a pair as one) on its own,
+  // so that a character the file cannot hold is dropped alone. A failing disk
+  // drops what it fails to take.
+  static void writeOut(QOR::TextWriter& target, const wchar_t* first, const wchar_t* last) {
+    while (first != last) {
+      const wchar_t* next = first;
+      while (next != last && static_cast<unsigned>(*next) < 0x80u) ++next;
+      if (next == first) next += isLeadingSurrogate(*first) ? 2 : 1;  // pairs are whole here
+      try {
+        target.write(std::wstring(first, next));
+      } catch (const std::exception&) {
+        // Diagnostics never fail their caller.
+      }
+      first = next;
+    }
+  }
+
+  static bool isLeadingSurrogate(wchar_t u) { return (static_cast<unsigned>(u) & 0xFC00u) == 0xD800u; }
+  static bool isTrailingSurrogate(wchar_t u) { return (static_cast<unsigned>(u) & 0xFC00u) == 0xDC00u; }
+
+  // Moves the units of [first, last) that the writer accepts to the front,
+  // pairs whole, and returns their new end.
+  static wchar_t* withoutLoneSurrogates(wchar_t* first, wchar_t* last) {
+    wchar_t* out = first;
+    for (wchar_t* p = first; p != last; ++p) {
+      if (isLeadingSurrogate(*p) && p + 1 != last && isTrailingSurrogate(p[1])) {
+        *out++ = *p++;
+        *out++ = *p;
+      } else if (!isLeadingSurrogate(*p) && !isTrailingSurrogate(*p)) {
+        *out++ = *p;
+      }
+    }
+    return out;
   }
 
   wchar_t m_chars[kChars];

@@ -210,6 +210,39 @@ TEST_F(DebugStreamProcess, SerialisedLinesFromManyThreadsArriveWhole) {
   EXPECT_EQ(threadId.size(), 8u);
 }
 
+// Pairs at the buffer's end and across a flush arrive whole; lone surrogates,
+// and characters the file's encoding lacks, are dropped alone.
+TEST_F(DebugStreamProcess, EveryCharacterTheFileCanHoldArrives) {
+  std::wstring want;
+  for (std::size_t before = 509; before <= 513; ++before) want += std::wstring(before, L'a') + L"\U0001F600" L"b\r\n";
+  want += L"\U0001F600" L"c\r\nxy\r\n\u0F40" + std::wstring(600, L'z') + L"\r\n";
+  // What follows the first line end (the banner's).
+  auto body = [](const std::string& bytes, const std::string& lineEnd) {
+    const std::size_t banner = bytes.find(lineEnd);
+    return banner == std::string::npos ? std::string() : bytes.substr(banner + lineEnd.size());
+  };
+
+  const HelperRun wide = helper(L"edges", {{L"QORDEBUGPRINTTEMPLATE", m_dir + L"e#.log"}});
+  EXPECT_EQ(wide.output, "active 1 good 1\n");
+  std::string units;
+  for (wchar_t c : want) units.append({static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)});
+  const std::string log = readFile(m_dir + L"e0.log");
+  EXPECT_EQ(log.substr(0, 2), kBOM16);
+  EXPECT_EQ(body(log.substr(2), std::string("\r\0\n\0", 4)), units);
+
+  // A file without a mark goes on in the ANSI code page, which no code page
+  // extends to U+0F40 or beyond U+FFFF.
+  writeFile(m_dir + L"ansi.txt", "Mark-less\r\n");
+  const HelperRun ansi = helper(L"edges", {{L"QORDEBUGPRINTFILE", m_dir + L"ansi.txt"}});
+  EXPECT_EQ(ansi.output, "active 1 good 1\n");
+  std::string ascii;
+  for (wchar_t c : want)
+    if (c < 0x80) ascii.push_back(static_cast<char>(c));
+  const std::string file = readFile(m_dir + L"ansi.txt");
+  EXPECT_EQ(file.substr(0, 11), "Mark-less\r\n");
+  EXPECT_EQ(body(file.substr(11), "\r\n"), ascii);
+}
+
 // The formatting helpers need no file: they write to any wide stream.
 
 TEST(DebugStreamFormat, TypeNamesLoseQualifiersAndOneNamespace) {

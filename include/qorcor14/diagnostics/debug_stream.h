@@ -26,9 +26,10 @@
 // that need whole lines serialise them themselves; GCTID tags a line with the
 // writing thread. Output reaches the file on flush() (std::flush or
 // DebugStream::flush()) and when the library unloads.
-// Note: a failing write (a full disk, a lone surrogate) drops the text that
-// failed and leaves the stream usable; diagnostics never throw into the
-// caller.
+// Note: diagnostics never throw into the caller. A character the file's
+// encoding cannot hold, and a surrogate that is not half of a pair, is dropped
+// alone; a failing disk drops what it fails to take; the stream stays usable.
+// A leading surrogate waits for its trailing half, even across a flush.
 #pragma once
 
 #include <qorcor14/colour/colour.h>
