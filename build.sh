@@ -6,6 +6,10 @@
 #   ./build.sh test-ubsan      the same, trapping on undefined behaviour
 #   ./build.sh test-clang      the same, built by clang instead of GCC
 #   ./build.sh bench [ARGS...] build and run the benchmarks
+#   ./build.sh fuzz [TARGET] [--seconds N]
+#                              build the fuzz targets (ubsan) and run TARGET, or
+#                              each, for N seconds (60); failing inputs go to
+#                              build/fuzz-failures/<target>/
 #
 # Missing Debian packages are installed with apt-get first.
 set -euo pipefail
@@ -63,6 +67,35 @@ case "$command" in
     build default
     status=0; run_exe default build/default/bin/qorbench.exe "$@" || status=$?
     stop_wine; exit $status ;;
+  fuzz)
+    # The ubsan build: hostile input is where undefined behaviour hides, and
+    # there it traps and the input is saved instead of passing silently.
+    ensure_packages
+    seconds=60; targets=()
+    while [ $# -gt 0 ]; do
+      case $1 in
+        --seconds) seconds=${2:?--seconds needs a number}; shift 2 ;;
+        -*) echo "unknown option $1" >&2; exit 2 ;;
+        *) targets+=("$1"); shift ;;
+      esac
+    done
+    if [ ${#targets[@]} -eq 0 ]; then
+      for source in fuzz/*_fuzz.cpp; do t=${source#fuzz/}; targets+=("${t%_fuzz.cpp}"); done
+    fi
+    mkdir -p build/fuzz-failures
+    log=build/fuzz.log
+    { cmake --preset ubsan && cmake --build --preset ubsan --target "${targets[@]/#/fuzz_}"; } >"$log" 2>&1 ||
+      { cat "$log" >&2; exit 1; }
+    status=0
+    for t in "${targets[@]}"; do
+      marker=$(mktemp)
+      run_exe ubsan "$PWD/build/ubsan/bin/fuzz_$t.exe" --seconds "$seconds" --save "$PWD/build/fuzz-failures" || {
+        status=1
+        find "build/fuzz-failures/$t" -name '*.bin' -newer "$marker" 2>/dev/null | sed 's/^/failing input: /' >&2
+      }
+      rm -f "$marker"
+    done
+    stop_wine; exit $status ;;
   *)
-    sed -n '2,10p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
+    sed -n '2,14p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
 esac

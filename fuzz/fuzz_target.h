@@ -29,6 +29,17 @@ struct Seed {
 // that is missing on this machine is skipped, not a failure).
 Seed seedFromFile(const std::wstring& path);
 
+// A file of the source tree ('/' separators, relative to the repository's
+// root) as a Windows name: the tree is reached through Wine's Z: drive.
+std::wstring sourcePath(const std::wstring& relative);
+
+// A host path ("/usr/share/color/icc") as a Windows name ("Z:\usr\...").
+std::wstring hostPath(const std::wstring& path);
+
+// Every file directly in `folder` whose name ends with `suffix` (any case),
+// as seeds in name order; none when the folder is missing.
+std::vector<Seed> seedsFromFolder(const std::wstring& folder, const std::wstring& suffix = L"");
+
 // Fails the current input: the driver reports `what`, saves the input and
 // stops (or, when replaying, fails the replay).
 [[noreturn]] void fail(const std::string& what);
