@@ -75,24 +75,11 @@ std::wstring unencodable(const wchar_t* code, const std::wstring& name) {
   return L"The character " + std::wstring(code) + L" cannot be written to \"" + name + L"\" in its encoding.";
 }
 
-TEST(TextFixtures, ReadsWhatIconvEncoded) {
-  const Lines want = sampleLines(L"unicode_sample.txt");
-  ASSERT_EQ(want.size(), 10u);
-  const struct {
-    const wchar_t* file;
-    int enc;
-  } rows[] = {{L"utf8-bom.txt", kByName},   {L"utf16le-bom.txt", kByName}, {L"utf16be-bom.txt", kByName},
-              {L"utf8.txt", QOR::UTF8},     {L"utf16le.txt", QOR::UTF16le}, {L"utf16le.txt", QOR::UTF16},
-              {L"utf16be.txt", QOR::UTF16be}};
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::Message() << std::string(row.file, row.file + wcslen(row.file)) << " " << row.enc);
-    EXPECT_EQ(readFile(fixture(row.file), row.enc), want);
-  }
-}
-
-TEST(TextFixtures, WritesWhatIconvEncodes) {
+// Each encoding against iconv's files, with and without a mark: read by name
+// (the mark decides) and on the raw file, and written both ways byte for byte.
+TEST(TextFixtures, ReadsAndWritesWhatIconvEncodes) {
   const Lines lines = sampleLines(L"unicode_sample.txt");
-  ScratchFolder dir;
+  ASSERT_EQ(lines.size(), 10u);
   const struct {
     QOR::TextEncoding enc;
     const wchar_t* marked;
@@ -101,8 +88,11 @@ TEST(TextFixtures, WritesWhatIconvEncodes) {
               {QOR::UTF16, L"utf16le-bom.txt", L"utf16le.txt"},
               {QOR::UTF16le, L"utf16le-bom.txt", L"utf16le.txt"},
               {QOR::UTF16be, L"utf16be-bom.txt", L"utf16be.txt"}};
+  ScratchFolder dir;
   for (const auto& row : rows) {
     SCOPED_TRACE(row.enc);
+    EXPECT_EQ(readFile(fixture(row.marked), kByName), lines);
+    EXPECT_EQ(readFile(fixture(row.unmarked), row.enc), lines);
     const std::wstring name = dir.file(L"out.txt");
     EXPECT_EQ(writeFile(name, row.enc, lines), qortest::readBytes(fixture(row.marked)));
     std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
@@ -148,16 +138,11 @@ TEST(TextAnsi, CharactersTheCodePageLacksFailWithoutBestFit) {
   }
 }
 
-// The runtime starts in the "C" locale: every byte is the character of its value.
-TEST(TextReader, NoMarkInTheCLocaleMapsBytesOneToOne) {
-  ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
-  ScratchFolder dir;
-  const std::wstring name = dir.file(L"bytes.txt");
-  qortest::writeBytes(name, std::string("\x80\xE9\xFF\x01 \x00z\n", 8));
-  EXPECT_EQ(readFile(name, kByName), Lines{std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)});
-}
-
+// Marks, breaks and decoding beyond iconv's CR LF files.
 TEST(TextReader, MarksBreaksAndDecoding) {
+  // The runtime starts in the "C" locale: a byte without a mark is the
+  // character of its value.
+  ASSERT_STREQ(std::setlocale(LC_ALL, nullptr), "C");
   const struct {
     const char* what;
     std::string bytes;
@@ -177,7 +162,8 @@ TEST(TextReader, MarksBreaksAndDecoding) {
       {"NUL in UTF-8", std::string("a\0b", 3), QOR::UTF8, {std::wstring(L"a\0b", 3)}},
       {"mark on a raw stream is text", "\xEF\xBB\xBFx", QOR::UTF8, {L"\uFEFFx"}},
       {"FF FE 00 00 is UTF-16LE", std::string("\xFF\xFE\0\0A\0", 6), kByName, {std::wstring(L"\0A", 2)}},
-      {"UTF-16BE", std::string("\xFE\xFF\0A\0\r\0\n\xD8\x3D\xDE\x00", 12), kByName, {L"A", L"\U0001F600"}},
+      {"no mark in the C locale", std::string("\x80\xE9\xFF\x01 \x00z\n", 8), kByName,
+       {std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)}},
   };
   ScratchFolder dir;
   for (const auto& row : rows) {
@@ -219,34 +205,11 @@ TEST(TextReader, UndecodableBytesFailAndStayUnread) {
   }
 }
 
-TEST(TextReader, MissingOrUnreadableFileNamesIt) {
+TEST(TextReader, MissingFileNamesIt) {
   ScratchFolder dir;
   const std::wstring missing = dir.file(L"missing.txt");
   EXPECT_EQ(errorText([&] { delete QOR::TextReader::create(missing); }),
             L"Cannot open \"" + missing + L"\" for reading: No such file or directory");
-  const std::wstring folder = dir.file(L"");
-  EXPECT_EQ(errorText([&] { delete QOR::TextReader::create(folder); }),
-            L"Cannot open \"" + folder + L"\" for reading: Permission denied");
-}
-
-TEST(TextWriter, EveryBreakBecomesOneCrLf) {
-  const struct {
-    std::wstring text;
-    std::string want;
-  } rows[] = {
-      {L"x\ny\r\nz\r", "x\r\ny\r\nz\r\n"},  // the CR ends a line before the next write
-      {L"form\ffeed\vtab", "form\ffeed\vtab"},
-  };
-  ScratchFolder dir;
-  for (const auto& row : rows) {
-    SCOPED_TRACE(testing::PrintToString(row.want));
-    const std::wstring name = dir.file(L"w.txt");
-    std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, QOR::UTF8));
-    out->write(row.text);
-    out->writeLine(L"");
-    out->close();
-    EXPECT_EQ(qortest::readBytes(name), "\xEF\xBB\xBF" + row.want + "\r\n");
-  }
 }
 
 TEST(TextWriter, StraySurrogatesFailWithEntry254) {
@@ -287,7 +250,6 @@ TEST(TextWriter, MarksAndAppendRules) {
       {"missing file: requested encoding with a mark", nullptr, 0, QOR::UTF16be, std::string("\xFE\xFF\0b\0\r\0\n", 8)},
       {"empty file: requested encoding with a mark", "", 0, QOR::UTF8, "\xEF\xBB\xBF" "b\r\n"},
       {"UTF-16BE file continued as such", "\xFE\xFF\0a", 4, QOR::UTF8, std::string("\xFE\xFF\0a\0b\0\r\0\n", 10)},
-      {"UTF-8 file continued as such", "\xEF\xBB\xBF" "a", 4, QOR::UTF16le, "\xEF\xBB\xBF" "ab\r\n"},
       {"no mark: Multibyte", "a", 1, QOR::UTF16le, "ab\r\n"},
       {"FF FE file as UTF-16LE", "\xFF\xFE", 2, QOR::Multibyte, std::string("\xFF\xFE" "b\0\r\0\n\0", 8)},
   };
@@ -298,8 +260,6 @@ TEST(TextWriter, MarksAndAppendRules) {
     append(row.enc, L"b");
     EXPECT_EQ(qortest::readBytes(name), row.want);
   }
-  EXPECT_EQ(writeFile(name, QOR::Multibyte, {L"m"}), "m\r\n") << "no mark for Multibyte";
-  EXPECT_EQ(writeFile(name, QOR::UTF8, {L"m"}), "\xEF\xBB\xBFm\r\n");
 }
 
 TEST(TextWriter, BuffersUntilFlush) {
@@ -319,15 +279,27 @@ TEST(TextWriter, BuffersUntilFlush) {
   EXPECT_EQ(qortest::readBytes(name), "keep") << "an unknown encoding leaves the file alone";
 }
 
-// Random text with every kind of break, crossing many buffer boundaries.
+// Random text with every kind of break, crossing many buffer boundaries, for
+// several seeds. Every text starts with a CR piece and an LF piece, which the
+// writer makes one CR LF, and ends with a CR, which it ends with CR LF.
 TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
-  std::mt19937 rng(20240611);
   const wchar_t* breaks[] = {L"\n", L"\r", L"\r\n", L"\u0085", L"\u2028", L"\u2029", L"\f"};
+  const wchar_t odd[] = {L'\0', L'\uFEFF', L'\v'};
   ScratchFolder dir;
-  for (int round = 0; round < 12; ++round) {
+  for (unsigned seed = 1; seed <= 12; ++seed) {
+    std::mt19937 rng(seed);
     std::wstring text;
     std::wstring written;  // what the writer makes of it: FF stays, other breaks become CR LF
     Lines want(1);
+    auto addBreak = [&](const wchar_t* brk) {
+      const bool afterCR = !text.empty() && text.back() == L'\r';
+      text += brk;
+      if (afterCR && *brk == L'\n') return;  // one break with the CR before it
+      written += *brk == L'\f' ? L"\f" : L"\r\n";
+      want.emplace_back();
+    };
+    addBreak(L"\r");
+    addBreak(L"\n");
     while (text.size() < 6000) {
       const unsigned kind = rng() % 16;
       std::wstring piece;
@@ -338,31 +310,27 @@ TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
       } else if (kind < 10) {
         piece = wchar_t(0x4E00 + rng() % 0x5000);
       } else if (kind < 11) {
-        const unsigned v = 0x10000 + rng() % 0x100000 - 0x10000;
+        const unsigned v = rng() % 0x100000;
         piece = {wchar_t(0xD800 | (v >> 10)), wchar_t(0xDC00 | (v & 0x3FF))};
       } else if (kind < 12) {
-        piece = rng() % 2 ? std::wstring(1, L'\0') : L"\uFEFF";
+        piece = odd[rng() % 3];
       } else {
-        const wchar_t* brk = breaks[rng() % 7];
-        text += brk;
-        written += *brk == L'\f' ? L"\f" : L"\r\n";
-        want.emplace_back();
+        addBreak(breaks[rng() % 7]);
         continue;
       }
       text += piece;
       written += piece;
       want.back() += piece;
     }
+    addBreak(L"\r");
+    want.pop_back();  // the final break ends the last line
     for (QOR::TextEncoding enc : {QOR::UTF8, QOR::UTF16le, QOR::UTF16be}) {
-      SCOPED_TRACE(testing::Message() << "round " << round << " encoding " << enc);
+      SCOPED_TRACE(testing::Message() << "seed " << seed << " encoding " << enc);
       const std::wstring name = dir.file(L"r.txt");
       std::unique_ptr<QOR::TextWriter> out(QOR::TextWriter::create(name, QOR::Create, enc));
       out->write(text);
       out->close();
-      Lines got = readFile(name, kByName);
-      Lines expected = want;
-      if (expected.back().empty()) expected.pop_back();  // a final break ends the last line
-      EXPECT_EQ(got, expected);
+      EXPECT_EQ(readFile(name, kByName), want);
       if (enc == QOR::UTF8) {
         EXPECT_EQ(qortest::readBytes(name).substr(3), utf8(written)) << "as the text core encodes it";
       }
