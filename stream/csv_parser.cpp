@@ -14,11 +14,12 @@ CSVParser* CSVParser::create() { return new detail::RawCSVParser(); }
 
 CSVParser* CSVParser::create(const std::wstring& columns) {
   // The names are one CSV line: split by a raw parser of their own, so that
-  // quoting and trimming apply to them as to data.
+  // quoting and trimming apply to them as to data. A quote left open takes
+  // the rest, line feed included, as the last name.
   std::vector<std::wstring> names;
   detail::RawCSVParser split;
   const std::wstring line = columns + L'\n';
-  split.parse(names, line);
+  if (!split.parse(names, line)) names = split.openRecord();
   return new detail::HeadedCSVParser(std::move(names));
 }
 

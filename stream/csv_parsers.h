@@ -40,6 +40,11 @@ public:
     return m_lineEnd == textUsedUp ? static_cast<FieldState>(m_fieldState) : recordStart;
   }
 
+  // The fields of the record left open, as they stand.
+  [[nodiscard]] std::vector<std::wstring> openRecord() const {
+    return {m_record.begin(), m_record.begin() + static_cast<std::ptrdiff_t>(m_used)};
+  }
+
 private:
   // Handles c (the units [from, m_pos)) by field state; the record is not
   // complete afterwards.

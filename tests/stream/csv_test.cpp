@@ -140,6 +140,10 @@ TEST(CSVParser, HeadedParserPicksColumnsByName) {
   q->missingColumns(missing);
   EXPECT_EQ(missing, (std::vector<bool>{false, false, true}));
 
+  // A quote left open in the column line takes the rest, line feed included.
+  std::unique_ptr<QOR::CSVParser> open(QOR::CSVParser::create(L"a,\"b"));
+  EXPECT_EQ(feedRepeating(*open, {L"x,a,\"b\n\"\n1,2,3\n"}), (Records{{L"2", L"3"}}));
+
   // No names: the header line is skipped, every record is empty.
   std::unique_ptr<QOR::CSVParser> none(QOR::CSVParser::create(L""));
   EXPECT_EQ(feedRepeating(*none, {L"h\n1,2\n"}), (Records{{}}));
