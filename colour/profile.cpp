@@ -6,11 +6,15 @@
 
 #include "qormsg.h"
 
+#include "common/checked_size.h"
+
 #include <windows.h>
 #include <icm.h>
+#include <shlwapi.h>
 
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -21,9 +25,10 @@ constexpr std::uint32_t kSignatureDesc = 0x64657363;  // 'desc'
 constexpr std::uint32_t kSignatureMluc = 0x6D6C7563;  // 'mluc'
 constexpr DWORD kStandardSRGB = 1934772034;           // LCS_sRGB, 'sRGB'
 
-std::uint32_t narrowSize(std::size_t size) {
-  if (size > 4294967295u) throwIntCast();
-  return static_cast<std::uint32_t>(size);
+std::uint32_t narrowSize(std::optional<std::size_t> size) {
+  const std::optional<std::uint32_t> narrow = internal::checkedNarrow<std::uint32_t>(size);
+  if (!narrow) throwIntCast();
+  return *narrow;
 }
 
 // A signature as four characters, most significant byte first.
@@ -40,17 +45,21 @@ public:
   Element(const unsigned char* p, std::uint32_t size) : m_p(p), m_size(size) {}
 
   [[nodiscard]] std::uint32_t field(std::uint32_t offset) const {
-    if (m_size < 4 || offset > m_size - 4) throw std::logic_error("ICC data too short");
+    if (!internal::rangeInside(offset, 4, m_size)) throw std::logic_error("ICC data too short");
     const unsigned char* q = m_p + offset;
     return std::uint32_t(q[0]) << 24 | std::uint32_t(q[1]) << 16 | std::uint32_t(q[2]) << 8 | q[3];
   }
-  // The bytes from offset on, at most n of them: text lengths are not
+
+  // At most n bytes from offset on: text lengths and offsets are not
   // checked against the element, but nothing past its end is read.
-  [[nodiscard]] std::uint32_t available(std::uint32_t offset, std::uint32_t n) const {
-    if (offset >= m_size) return 0;
-    return n < m_size - offset ? n : m_size - offset;
+  struct Bytes {
+    const unsigned char* p;
+    std::uint32_t n;
+  };
+  [[nodiscard]] Bytes bytes(std::uint32_t offset, std::uint32_t n) const {
+    if (offset >= m_size) return {m_p, 0};
+    return {m_p + offset, n < m_size - offset ? n : m_size - offset};
   }
-  [[nodiscard]] const unsigned char* at(std::uint32_t offset) const { return m_p + offset; }
 
 private:
   const unsigned char* m_p;
@@ -61,25 +70,26 @@ private:
 std::wstring elementText(const Element& e) {
   const std::uint32_t type = e.field(0);
   if (type == kSignatureDesc) {
+    // The count includes the terminator; a count of 0 has no text either.
     const std::uint32_t count = e.field(8);
-    const std::uint32_t n = e.available(12, count - 1);
-    return getWCS(reinterpret_cast<const char*>(e.at(12)), n);
+    const Element::Bytes text = e.bytes(12, count == 0 ? 0 : count - 1);
+    return getWCS(reinterpret_cast<const char*>(text.p), text.n);
   }
   if (type == kSignatureMluc) {
     if (e.field(8) == 0) return std::wstring();
     const std::uint32_t length = e.field(20);
-    const std::uint32_t offset = e.field(24);
-    const std::uint32_t n = e.available(offset, length) / 2;
-    std::wstring text(n, L'\0');
-    const unsigned char* p = e.at(offset);
-    for (std::uint32_t i = 0; i < n; ++i) text[i] = static_cast<wchar_t>(p[2 * i] << 8 | p[2 * i + 1]);
+    const Element::Bytes utf16 = e.bytes(e.field(24), length);
+    std::wstring text(utf16.n / 2, L'\0');
+    for (std::size_t i = 0; i < text.size(); ++i)
+      text[i] = static_cast<wchar_t>(utf16.p[2 * i] << 8 | utf16.p[2 * i + 1]);
     return text;
   }
   throw std::logic_error("desc/mluc element not found in ICC data");
 }
 
-// The text of tag `name` of an open profile; empty when the tag is absent.
-std::wstring textTag(HPROFILE profile, const std::wstring& name) {
+// The text of tag `name` of an open profile whose data holds `profileSize`
+// bytes; empty when the tag is absent.
+std::wstring textTag(HPROFILE profile, std::uint32_t profileSize, const std::wstring& name) {
   if (name.size() != 4) throw std::logic_error("ICC tags are four characters long");
   TAGTYPE tag = 0;
   for (wchar_t c : name) tag = tag << 8 | (static_cast<unsigned>(c) & 255);
@@ -87,10 +97,50 @@ std::wstring textTag(HPROFILE profile, const std::wstring& name) {
   BOOL reference = FALSE;
   GetColorProfileElement(profile, tag, 0, &size, nullptr, &reference);
   if (size == 0) return std::wstring();
+  // The size comes from the profile's tag table: no element is larger than
+  // the profile that holds it.
+  if (size > profileSize) throw std::logic_error("ICC data too short");
   std::vector<unsigned char> buffer(size);
-  if (!GetColorProfileElement(profile, tag, 0, &size, buffer.data(), &reference))
+  DWORD got = size;
+  if (!GetColorProfileElement(profile, tag, 0, &got, buffer.data(), &reference))
     throw WinError(L"GetColorProfileElement", GetLastError());
-  return elementText(Element(buffer.data(), size < buffer.size() ? size : DWORD(buffer.size())));
+  return elementText(Element(buffer.data(), got < size ? got : size));
+}
+
+// Room for a name whose size in bytes a system call reported: at most a
+// path's longest, so that a wild size costs a failed second call, not a huge
+// allocation.
+std::vector<wchar_t> nameBuffer(DWORD reportedBytes) {
+  constexpr DWORD kLongestPath = 32767;
+  const DWORD characters = reportedBytes / sizeof(wchar_t);
+  return std::vector<wchar_t>((characters < kLongestPath ? characters : kLongestPath) + 2, L'\0');
+}
+
+// The full path of a profile file: the system looks up a relative name in
+// the colour directory.
+std::wstring profilePath(const wchar_t* name) {
+  if (!PathIsRelativeW(name)) return name;
+  DWORD bytes = 0;
+  GetColorDirectoryW(nullptr, nullptr, &bytes);
+  std::vector<wchar_t> directory = nameBuffer(bytes);
+  DWORD capacity = static_cast<DWORD>(directory.size() * sizeof(wchar_t));
+  if (!GetColorDirectoryW(nullptr, directory.data(), &capacity)) throw WinError(L"GetColorDirectory", GetLastError());
+  return std::wstring(directory.data()) + L"\\" + name;
+}
+
+// How many bytes the system read to open `description`: all of a memory
+// buffer, or the whole file. The system may hand back all of them, whatever
+// the profile's header says its size is.
+std::uint32_t sourceSize(const PROFILE& description) {
+  if (description.dwType == PROFILE_MEMBUFFER) return description.cbDataSize;
+  // The open profile holds the file without write sharing, so its size
+  // stays what the system read.
+  WIN32_FILE_ATTRIBUTE_DATA info;
+  const std::wstring path = profilePath(static_cast<const wchar_t*>(description.pProfileData));
+  if (!GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &info))
+    throw WinError(L"GetFileAttributesEx", GetLastError());
+  if (info.nFileSizeHigh != 0) throwIntCast();
+  return info.nFileSizeLow;
 }
 
 class ColourProfileImp final : public ColourProfile {
@@ -101,19 +151,25 @@ public:
     m_handle = OpenColorProfileW(&description, PROFILE_READ, FILE_SHARE_READ, OPEN_EXISTING);
     if (!m_handle) throw WinError(L"OpenColorProfile", GetLastError());
     try {
-      DWORD size = 0;
-      GetColorProfileFromHandle(m_handle, nullptr, &size);
-      m_data = new unsigned char[size ? size : 1];
-      m_size = size;
+      // The size the header gives is checked against the data before any
+      // allocation, and the buffer has room for all the data: the system
+      // copies what it holds, not what the header counts (Wine does so).
+      DWORD reported = 0;
+      GetColorProfileFromHandle(m_handle, nullptr, &reported);
+      const std::uint32_t available = sourceSize(description);
+      if (reported > available) throw std::logic_error("ICC data too short");
+      m_data = new unsigned char[available ? available : 1];
+      DWORD size = available;
       if (!GetColorProfileFromHandle(m_handle, m_data, &size))
         throw WinError(L"GetColorProfileFromHandle", GetLastError());
+      m_size = size < available ? size : available;
       PROFILEHEADER header;
       if (!GetColorProfileHeader(m_handle, &header)) throw WinError(L"GetColorProfileHeader", GetLastError());
       m_colourSpace = signatureText(header.phDataColorSpace);
       m_class = signatureText(header.phClass);
-      m_manufacturer = textTag(m_handle, L"dmnd");
-      m_model = textTag(m_handle, L"dmdd");
-      m_description = textTag(m_handle, L"desc");
+      m_manufacturer = textTag(m_handle, m_size, L"dmnd");
+      m_model = textTag(m_handle, m_size, L"dmdd");
+      m_description = textTag(m_handle, m_size, L"desc");
     } catch (...) {
       release();
       throw;
@@ -179,8 +235,8 @@ Handle<ColourProfile> open(ColourProfileId id, PROFILE& description) {
 // A file profile: the description's data is the zero-terminated name, its
 // size in bytes the terminator included.
 Handle<ColourProfile> openFile(ColourProfileId id, const std::wstring& fileName) {
-  if (fileName.size() > (std::size_t(4294967295u) - 2) / 2) throwIntCast();
-  PROFILE description{PROFILE_FILENAME, const_cast<wchar_t*>(fileName.c_str()), narrowSize(fileName.size() * 2 + 2)};
+  const std::uint32_t bytes = narrowSize(internal::checkedAdd(internal::checkedMultiply(fileName.size(), 2), 2));
+  PROFILE description{PROFILE_FILENAME, const_cast<wchar_t*>(fileName.c_str()), bytes};
   return open(id, description);
 }
 
@@ -208,7 +264,7 @@ Handle<ColourProfile> ColourProfile::create(ColourProfileId id) {
   wchar_t probe[1] = {L'\0'};
   DWORD size = 0;
   GetStandardColorSpaceProfileW(nullptr, kStandardSRGB, probe, &size);
-  std::vector<wchar_t> name(size / sizeof(wchar_t) + 2, L'\0');
+  std::vector<wchar_t> name = nameBuffer(size);
   DWORD capacity = static_cast<DWORD>(name.size() * sizeof(wchar_t));
   if (!GetStandardColorSpaceProfileW(nullptr, kStandardSRGB, name.data(), &capacity))
     throw WinError(L"GetStandardColorSpaceProfile", GetLastError());

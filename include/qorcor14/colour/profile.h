@@ -43,7 +43,14 @@ enum class RenderingIntent : std::uint32_t {
 // Note: the texts come from the tags `desc` (description), `dmnd`
 // (manufacturer) and `dmdd` (model), each of type `desc` (ICC version 2) or
 // `mluc` (version 4; only the first record is read, whatever its language).
-// A missing tag gives an empty text.
+// A missing tag gives an empty text. A text is cut at its element's end; an
+// element shorter than a field it needs, or larger than the whole profile,
+// throws std::logic_error "ICC data too short", and one of another type
+// "desc/mluc element not found in ICC data".
+// Note: every create form throws std::logic_error "ICC data too short" when
+// the profile header's size is larger than the data it was opened from. A
+// header that counts less keeps all the data: data() gives what the system
+// copied out, never more than it was given.
 class QORCOR14_API ColourProfile : public Handlable {
 public:
   ColourProfile() = default;
