@@ -4,6 +4,7 @@
 #include <qorcor14/errors.h>
 
 #include "colour/internal/win_file.h"
+#include "common/checked_size.h"
 
 #include <windows.h>
 #include <gdiplus.h>
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -23,9 +25,19 @@ constexpr std::size_t kFileHeader = 2;
 constexpr std::size_t kInfoHeader = 16;
 constexpr std::size_t kColourTable = 56;
 
+using QOR::internal::checkedAdd;
+using QOR::internal::checkedMultiply;
+using QOR::internal::checkedNarrow;
+using QOR::internal::rangeInside;
+
 std::uint32_t read32(const unsigned char* p) {
   std::uint32_t v;
   std::memcpy(&v, p, 4);
+  return v;
+}
+std::uint16_t read16(const unsigned char* p) {
+  std::uint16_t v;
+  std::memcpy(&v, p, 2);
   return v;
 }
 void write32(unsigned char* p, std::uint32_t v) { std::memcpy(p, &v, 4); }
@@ -33,6 +45,13 @@ void write16(unsigned char* p, std::uint16_t v) { std::memcpy(p, &v, 2); }
 
 std::uint32_t stride(std::uint32_t bitCount, std::uint32_t width) {
   return ((bitCount * width + 31) >> 3) & ~3u;
+}
+
+// The stride, or nothing when bitCount * width + 31 does not fit the 32 bits
+// that stride() and bitsSize() compute it in.
+std::optional<std::uint32_t> checkedStride(std::uint32_t bitCount, std::uint32_t width) {
+  if (!checkedNarrow<std::uint32_t>(checkedAdd(checkedMultiply(bitCount, width), 31))) return std::nullopt;
+  return stride(bitCount, width);
 }
 
 // |height| without overflow for INT_MIN.
@@ -57,8 +76,9 @@ void DIBitmap::allocate() {
 }
 
 DIBitmap::DIBitmap(unsigned int fileSize) : m_blockSize(0), m_block(nullptr) {
-  if (fileSize > 0xFFFFFFFFu - 2) throwIntCast();
-  m_blockSize = fileSize + 2;
+  const std::optional<std::uint32_t> block = checkedNarrow<std::uint32_t>(checkedAdd(fileSize, 2));
+  if (!block) throwIntCast();
+  m_blockSize = *block;
   allocate();
   write16(m_block + kFileHeader, 0);
   write32(m_block + kFileHeader + 2, fileSize);
@@ -66,9 +86,17 @@ DIBitmap::DIBitmap(unsigned int fileSize) : m_blockSize(0), m_block(nullptr) {
 
 DIBitmap::DIBitmap(unsigned int width, int height, unsigned short bitCount, unsigned int colours)
     : m_blockSize(0), m_block(nullptr) {
-  const std::uint32_t bitsSize = magnitude(height) * stride(bitCount, width);
+  // Every size the headers describe must fit their 32-bit fields, or the
+  // block would be smaller than what is later read from it.
+  const std::optional<std::uint32_t> rowBytes = checkedStride(bitCount, width);
+  const std::optional<std::size_t> bits = rowBytes ? checkedMultiply(magnitude(height), *rowBytes) : std::nullopt;
+  const std::optional<std::uint32_t> block =
+      bits ? checkedNarrow<std::uint32_t>(checkedAdd(checkedAdd(checkedMultiply(colours, 4), kColourTable), *bits))
+           : std::nullopt;
+  if (!block) throwIntCast();
+  m_blockSize = *block;
   const std::uint32_t table = 4 * colours;
-  m_blockSize = table + 56 + bitsSize;
+  const std::uint32_t bitsSize = m_blockSize - kColourTable - table;
   allocate();
   unsigned char* f = m_block + kFileHeader;
   write16(f, 19778);                  // "BM"
@@ -116,31 +144,59 @@ unsigned int DIBitmap::bitsSize() const {
   return magnitude(static_cast<std::int32_t>(read32(h + 8))) * stride(bitCount, read32(h + 4));
 }
 
-std::unique_ptr<DIBitmap> loadBitmapFile(const std::wstring& fileName) {
-  QOR::detail::WinFile file(fileName, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
-  const unsigned long long length = file.size();
-  if (length > 0xFFFFFFFFull - 2) throwIntCast();
-  const auto size = static_cast<std::uint32_t>(length);
-  if (size < 14 + 40) throw std::logic_error("bitmap file too short");
-  auto bmp = std::make_unique<DIBitmap>(size);
-  auto* f = static_cast<unsigned char*>(bmp->fileData());
-  file.read(f, size);
+namespace {
+
+// The colour table's entries: the count the header gives, or for up to 8
+// bits per pixel a full table when it gives none.
+std::size_t tableEntries(std::uint32_t coloursUsed, std::uint16_t bitCount) {
+  if (coloursUsed != 0) return coloursUsed;
+  return bitCount <= 8 ? std::size_t(1) << bitCount : 0;
+}
+
+bool supportedBitCount(std::uint16_t bitCount, bool bitFields) {
+  if (bitFields) return bitCount == 16 || bitCount == 32;
+  return bitCount == 1 || bitCount == 4 || bitCount == 8 || bitCount == 16 || bitCount == 24 || bitCount == 32;
+}
+
+// Checks that the `size` bytes of file f are a bitmap whose headers, masks,
+// colour table and bits all lie inside them, in that order.
+void checkLayout(const unsigned char* f, std::uint32_t size) {
   if (f[0] != 'B' || f[1] != 'M') throw std::logic_error("not a bitmap file");
   if (read32(f + 2) != size) throw std::logic_error("bitmap file size does not match the file");
   const unsigned char* h = f + 14;
   const std::uint32_t headerSize = read32(h);
+  const std::uint32_t width = read32(h + 4);
+  const std::uint16_t bitCount = read16(h + 14);
   const std::uint32_t compression = read32(h + 16);
-  if (headerSize < 40 || headerSize > size - 14 || (compression != BI_RGB && compression != BI_BITFIELDS))
+  const bool bitFields = compression == BI_BITFIELDS;
+  if (headerSize < 40 || headerSize > size - 14 || (compression != BI_RGB && !bitFields) ||
+      !supportedBitCount(bitCount, bitFields) || static_cast<std::int32_t>(width) < 0)
     throw std::logic_error("bitmap header is not supported");
-  // The bits must lie wholly inside the file, computed without the 32-bit
-  // wrap-around that bitsSize() would hide.
-  std::uint16_t bitCount;
-  std::memcpy(&bitCount, h + 14, 2);
-  const unsigned long long rowBytes = ((unsigned long long)bitCount * read32(h + 4) + 31) / 32 * 4;
-  const unsigned long long bits = rowBytes * magnitude(static_cast<std::int32_t>(read32(h + 8)));
+  // Three masks follow a plain information header; the later ones hold them.
+  const std::size_t masks = bitFields && headerSize == 40 ? 12 : 0;
+  const std::optional<std::size_t> tableEnd =
+      checkedAdd(checkedMultiply(tableEntries(read32(h + 32), bitCount), 4), 14 + std::size_t(headerSize) + masks);
+  if (!tableEnd || *tableEnd > size) throw std::logic_error("bitmap colour table lies outside the file");
   const std::uint32_t offset = read32(f + 10);
-  if (offset < 14 + headerSize || offset > size || bits > size - offset)
+  const std::optional<std::uint32_t> rowBytes = checkedStride(bitCount, width);
+  const std::optional<std::size_t> bits =
+      rowBytes ? checkedMultiply(*rowBytes, magnitude(static_cast<std::int32_t>(read32(h + 8)))) : std::nullopt;
+  if (offset < *tableEnd || !bits || !rangeInside(offset, *bits, size) || !rangeInside(offset, read32(h + 20), size))
     throw std::logic_error("bitmap bits lie outside the file");
+}
+
+} // namespace
+
+std::unique_ptr<DIBitmap> loadBitmapFile(const std::wstring& fileName) {
+  QOR::detail::WinFile file(fileName, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  const std::optional<std::uint32_t> size = checkedNarrow<std::uint32_t>(checkedAdd(file.size(), 2));
+  if (!size) throwIntCast();
+  const std::uint32_t length = *size - 2;
+  if (length < 14 + 40) throw std::logic_error("bitmap file too short");
+  auto bmp = std::make_unique<DIBitmap>(length);
+  auto* f = static_cast<unsigned char*>(bmp->fileData());
+  file.read(f, length);
+  checkLayout(f, length);
   return bmp;
 }
 

@@ -50,5 +50,10 @@ template <class T>
   if (value > static_cast<std::uintmax_t>(std::numeric_limits<T>::max())) return std::nullopt;
   return static_cast<T>(value);
 }
+// Ends a chain: checkedNarrow<std::uint32_t>(checkedAdd(...)).
+template <class T>
+[[nodiscard]] constexpr std::optional<T> checkedNarrow(std::optional<std::size_t> value) noexcept {
+  return value ? checkedNarrow<T>(*value) : std::nullopt;
+}
 
 }  // namespace QOR::internal

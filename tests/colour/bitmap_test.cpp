@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/files.h"
+
 #include <windows.h>
 #include <gdiplus.h>
 
@@ -29,30 +31,12 @@ std::ptrdiff_t distance(const void* from, const void* to) {
 
 class BitmapFiles : public testing::Test {
 protected:
-  void SetUp() override {
-    wchar_t base[MAX_PATH];
-    GetTempPathW(MAX_PATH, base);
-    m_dir = std::wstring(base) + L"qor_bitmap_" + std::to_wstring(GetCurrentProcessId());
-    CreateDirectoryW(m_dir.c_str(), nullptr);
-  }
-  void TearDown() override {
-    for (const auto& f : m_files) DeleteFileW(f.c_str());
-    RemoveDirectoryW(m_dir.c_str());
-  }
-  std::wstring file(const std::wstring& name) {
-    m_files.push_back(m_dir + L"\\" + name);
-    return m_files.back();
-  }
-  void writeBytes(const std::wstring& name, const std::vector<unsigned char>& data) {
-    HANDLE h = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-    ASSERT_NE(h, INVALID_HANDLE_VALUE);
-    DWORD put = 0;
-    WriteFile(h, data.data(), DWORD(data.size()), &put, nullptr);
-    CloseHandle(h);
+  std::wstring file(const std::wstring& name) const { return m_folder.file(name); }
+  static void writeBytes(const std::wstring& name, const std::vector<unsigned char>& data) {
+    qortest::writeBytes(name, std::string(data.begin(), data.end()));
   }
 
-  std::wstring m_dir;
-  std::vector<std::wstring> m_files;
+  qortest::ScratchFolder m_folder;
 };
 
 TEST(DIBitmapLayout, HeadersTableAndBitsSitWhereTheFileFormatPutsThem) {
@@ -107,6 +91,30 @@ TEST(DIBitmapLayout, LargeBlocksComeFromVirtualAllocAndCopiesFollow) {
   EXPECT_EQ(std::memcmp(copy.fileData(), edge.fileData(), edge.fileSize()), 0);
 }
 
+// The block holds all that its headers describe: a stride, table or block
+// that does not fit 32 bits is refused instead of wrapping. The largest
+// blocks that fit (0xFFFFFFFC bytes) are committed but never touched.
+TEST(DIBitmapLayout, SizesPastThirtyTwoBitsAreRefused) {
+  struct Case { unsigned width; int height; unsigned short bits; unsigned colours; bool fits; };
+  const Case cases[] = {
+      {0, 0, 8, 0x3FFFFFF1, true},   {0, 0, 8, 0x3FFFFFF2, false},     {0, 0, 8, 0x40000000, false},
+      {4, -0x3FFFFFF1, 8, 0, true},  {4, -0x3FFFFFF2, 8, 0, false},    {4, INT_MIN, 8, 0, false},
+      {40000, 40000, 24, 0, false},  {0x7FFFFFF, 0, 32, 0, true},      {0x8000000, 0, 32, 0, false},
+  };
+  for (const Case& k : cases) {
+    SCOPED_TRACE(testing::Message() << k.width << 'x' << k.height << 'x' << k.bits << '/' << k.colours);
+    if (!k.fits) {
+      EXPECT_EQ(qortest::errorText([&] { DIBitmap(k.width, k.height, k.bits, k.colours); }),
+                L"integer value right out of range");
+      continue;
+    }
+    const DIBitmap bmp(k.width, k.height, k.bits, k.colours);
+    EXPECT_EQ(std::uint64_t(bmp.fileSize()) + 2, k.width == 0x7FFFFFF ? 56u : 0xFFFFFFFCu);
+    EXPECT_EQ(distance(bmp.fileData(), bmp.bits()), std::ptrdiff_t(4ull * k.colours + 54));
+    EXPECT_EQ(std::uint64_t(bmp.bitsSize()), std::uint64_t(bmp.fileSize()) - 54 - 4ull * k.colours);
+  }
+}
+
 TEST_F(BitmapFiles, SavedBitmapsLoadBackWithTheirHeader) {
   DIBitmap bmp(5, -3, 24, 0);
   std::mt19937 rng(3);
@@ -122,49 +130,74 @@ TEST_F(BitmapFiles, SavedBitmapsLoadBackWithTheirHeader) {
   EXPECT_THROW((void)loadBitmapFile(file(L"absent.bmp")), WinError);
 }
 
-TEST_F(BitmapFiles, MalformedFilesAreRefused) {
-  DIBitmap good(2, 2, 24, 0);
-  std::memset(good.bits(), 0, good.bitsSize());
-  const auto* f = static_cast<const unsigned char*>(good.fileData());
-  const std::vector<unsigned char> valid(f, f + good.fileSize());
-  auto patched = [&](std::size_t at, std::uint32_t v, std::size_t n = 4) {
-    std::vector<unsigned char> b = valid;
-    std::memcpy(b.data() + at, &v, n);
-    return b;
-  };
-  auto cut = [&](std::size_t n) { return std::vector<unsigned char>(valid.begin(), valid.begin() + n); };
+std::vector<unsigned char> fileOf(unsigned width, int height, unsigned short bits, unsigned colours) {
+  DIBitmap bmp(width, height, bits, colours);
+  auto* f = static_cast<unsigned char*>(bmp.fileData());
+  std::memset(f + 54, 0, bmp.fileSize() - 54);
+  return {f, f + bmp.fileSize()};
+}
+
+std::vector<unsigned char> patched(std::vector<unsigned char> b, std::size_t at, std::uint32_t v, std::size_t n = 4) {
+  std::memcpy(b.data() + at, &v, n);
+  return b;
+}
+
+// The first n bytes, with the file size field saying so.
+std::vector<unsigned char> cut(const std::vector<unsigned char>& b, std::size_t n) {
+  std::vector<unsigned char> c(b.begin(), b.begin() + n);
+  return n >= 6 ? patched(c, 2, std::uint32_t(n)) : c;
+}
+
+// Each layout rule at its edge: the last file that loads and the first that does not.
+TEST_F(BitmapFiles, LayoutIsCheckedAgainstTheFile) {
+  const auto valid = fileOf(2, 2, 24, 0);  // 70 bytes, 16 of them bits
   std::vector<unsigned char> grown = valid;
   grown.push_back(0);
+  const auto twoColours = fileOf(5, 0, 8, 2);                                // table ends at the file's end
+  const auto masks = patched(patched(fileOf(1, 0, 32, 3), 30, BI_BITFIELDS), 46, 0);  // masks end at the file's end
+  const char* const bitsOutside = "bitmap bits lie outside the file";
+  const char* const tableOutside = "bitmap colour table lies outside the file";
+  const char* const unsupported = "bitmap header is not supported";
   struct Case { const char* name; std::vector<unsigned char> data; const char* error; };
   const Case cases[] = {
       {"empty", {}, "bitmap file too short"},
-      {"headers cut", cut(53), "bitmap file too short"},
-      {"wrong type", patched(0, 'B' | 'A' << 8, 2), "not a bitmap file"},
-      {"size larger than the file", patched(2, 71), "bitmap file size does not match the file"},
-      {"size smaller than the file", patched(2, 69), "bitmap file size does not match the file"},
-      {"core header", patched(14, 12), "bitmap header is not supported"},
-      {"header past the end", patched(14, 60), "bitmap header is not supported"},
-      {"run-length compressed", patched(30, BI_RLE8), "bitmap header is not supported"},
-      {"bits offset past the end", patched(10, 71), "bitmap bits lie outside the file"},
-      {"bits offset inside the header", patched(10, 20), "bitmap bits lie outside the file"},
-      {"rows past the end", patched(22, 3), "bitmap bits lie outside the file"},
-      {"width wraps 32 bits", patched(18, 0x80000001), "bitmap bits lie outside the file"},
+      {"headers cut", cut(valid, 53), "bitmap file too short"},
+      {"wrong type", patched(valid, 0, 'B' | 'A' << 8, 2), "not a bitmap file"},
+      {"size larger than the file", patched(valid, 2, 71), "bitmap file size does not match the file"},
+      {"size smaller than the file", patched(valid, 2, 69), "bitmap file size does not match the file"},
       {"a byte more than its size", grown, "bitmap file size does not match the file"},
+      {"core header", patched(valid, 14, 12), unsupported},
+      {"header to the end", patched(patched(patched(valid, 14, 56), 10, 70), 22, 0), nullptr},
+      {"header past the end", patched(valid, 14, 57), unsupported},
+      {"run-length compressed", patched(valid, 30, BI_RLE8), unsupported},
+      {"7 bits per pixel", patched(valid, 28, 7, 2), unsupported},
+      {"bit fields of 24 bits", patched(valid, 30, BI_BITFIELDS), unsupported},
+      {"negative width", patched(valid, 18, 0x80000001), unsupported},
+      {"table to the end", twoColours, nullptr},
+      {"table a colour past the end", patched(twoColours, 46, 3), tableOutside},
+      {"8 bits, no table, bits at 54", fileOf(1, 1, 8, 0), tableOutside},
+      {"masks to the end", masks, nullptr},
+      {"masks a byte past the end", patched(cut(masks, 65), 10, 65), tableOutside},
+      {"bits offset inside the table", patched(twoColours, 10, 61), bitsOutside},
+      {"bits offset past the end", patched(valid, 10, 71), bitsOutside},
+      {"rows to the end", valid, nullptr},
+      {"rows a row past the end", patched(valid, 22, 3), bitsOutside},
+      {"image size to the end", patched(valid, 34, 16), nullptr},
+      {"image size past the end", patched(valid, 34, 17), bitsOutside},
+      {"stride past 32 bits", patched(patched(valid, 18, 0x0AAAAAAB), 22, 0), bitsOutside},
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(k.name);
-    const std::wstring name = file(L"bad.bmp");
+    const std::wstring name = file(L"case.bmp");
     writeBytes(name, k.data);
     try {
-      (void)loadBitmapFile(name);
-      ADD_FAILURE() << "accepted";
+      const auto bmp = loadBitmapFile(name);
+      EXPECT_EQ(k.error, nullptr) << "accepted";
+      EXPECT_EQ(std::memcmp(bmp->fileData(), k.data.data(), k.data.size()), 0);
     } catch (const std::logic_error& e) {
       EXPECT_STREQ(e.what(), k.error);
     }
   }
-  const std::wstring name = file(L"good.bmp");
-  writeBytes(name, valid);
-  EXPECT_EQ(loadBitmapFile(name)->bitsSize(), 16u);
   // A header that claims more than its block is not written past the block.
   DIBitmap liar(2, 2, 24, 0);
   std::uint32_t big = 1000;

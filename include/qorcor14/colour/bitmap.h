@@ -35,9 +35,15 @@ class QORCOR14_API DIBitmap {
 public:
   // A block of fileSize + 2 bytes to receive a whole .bmp file at
   // fileData(). Only the file header's type (0) and file size are set.
+  // Throws QOR::QorError "integer value right out of range" when fileSize + 2
+  // does not fit 32 bits.
   explicit DIBitmap(unsigned int fileSize);
   // A new bitmap of `height` rows (negative: top-down) of `width` pixels of
   // bitCount bits, with `colours` colour table entries, uncompressed.
+  // Throws QOR::QorError "integer value right out of range" when the block
+  // (56 + 4 * colours + |height| * stride bytes) or bitCount * width + 31
+  // does not fit 32 bits: the block always holds all that its headers
+  // describe.
   // Note: the row stride ((bitCount * width + 31) >> 3) & ~3 is computed in
   // 32-bit unsigned arithmetic, as bitsSize() computes it.
   DIBitmap(unsigned int width, int height, unsigned short bitCount, unsigned int colours);
@@ -75,10 +81,15 @@ private:
 // Throws WinError (naming the failing call) when the file cannot be opened or
 // read, QOR::QorError "integer value right out of range" for a file of 4 GiB
 // or more, and std::logic_error for a file that is not a well-formed
-// uncompressed bitmap: "bitmap file too short", "not a bitmap file",
-// "bitmap file size does not match the file", "bitmap header is not
-// supported" (information header under 40 bytes, or compressed other than
-// with bit fields), "bitmap bits lie outside the file".
+// uncompressed bitmap, checked in this order: "bitmap file too short", "not
+// a bitmap file", "bitmap file size does not match the file", "bitmap header
+// is not supported" (information header under 40 bytes or past the end,
+// compressed other than with bit fields, a bit count other than 1, 4, 8, 16,
+// 24 or 32 (16 or 32 with bit fields), a negative width), "bitmap colour
+// table lies outside the file" (the bit-field masks after a 40-byte header,
+// then the colours used, or 2^bitCount of them up to 8 bits when none are
+// given), "bitmap bits lie outside the file" (bits offset before the table's
+// end, or rows or image size past the end of the file).
 //
 // Example:
 //   std::unique_ptr<DIBitmap> bmp = loadBitmapFile(L"in.bmp");
