@@ -7,31 +7,6 @@
 
 namespace QOR::Threading {
 
-namespace {
-
-// The scheduler's exclusive lock, let go and taken again within one scope.
-class Exclusive {
-public:
-  explicit Exclusive(long volatile& word) : m_word(word) { lock(); }
-  ~Exclusive() {
-    if (m_held) unlock();
-  }
-  Exclusive(const Exclusive&) = delete;
-  Exclusive& operator=(const Exclusive&) = delete;
-
-  void lock() { m_held = readWriteLockLock(m_word, readWriteLockWriter, readWriteLockWriterMask, readWriteLockForever); }
-  void unlock() {
-    m_held = false;
-    readWriteLockUnlock(m_word, readWriteLockWriter);
-  }
-
-private:
-  long volatile& m_word;
-  bool m_held = false;
-};
-
-}  // namespace
-
 DrawThread::DrawThread() : Scheduler<HWND>(THREAD_PRIORITY_LOWEST), m_current(nullptr), m_hint(m_queue.end()) {}
 
 DrawThread::~DrawThread() {
@@ -83,7 +58,7 @@ DrawThread::Queue::iterator DrawThread::findHighestWindow() {
 }
 
 void DrawThread::processTasks() {
-  Exclusive lock(m_lock);
+  ReadWriteLockExclusive lock(m_lock);
   auto pos = findHighestWindow();
   m_cancelled = false;
   while (pos != m_queue.end()) {

@@ -1,9 +1,19 @@
-// Lock words: acquisition and release over the process-wide wait slots.
+// Lock words: acquisition and release, and the waiting of blocked threads.
+//
+// A blocked thread sleeps on the address of its own word (WaitOnAddress),
+// which compares the word with the value it last saw and goes to sleep in one
+// step, and a release wakes the sleepers of that address only
+// (WakeByAddressAll). So a release can neither slip in between a waiter's last
+// look and its sleep, nor have its wake-up taken by a thread waiting for
+// another word. The 32 wait slots remain as counters only: a release looks at
+// its slot's count and skips the wake call while nobody waits on any word of
+// the slot, which keeps the uncontended release at one exchange and one read.
+//
+// lock_model.pml beside this file is a model of this protocol that spin
+// checks exhaustively for mutual exclusion, lost wake-ups and deadlock.
 #include <qorcor14/threading/lock.h>
 
 #include <qorcor14/errors.h>
-
-#include "internal/scoped_handle.h"
 
 #include <windows.h>
 
@@ -11,34 +21,17 @@
 
 namespace {
 
-using QOR::Threading::internal::ScopedHandle;
-
-// Threads blocked on lock words sleep on one of these, chosen by the word's
-// address. `waiters` counts the threads registered (or about to be) on the
-// slot, whatever word they wait for.
-struct WaitSlot {
+// The threads registered (or about to be) as sleeping on some word whose
+// address hashes to this slot. Each slot has a cache line of its own.
+struct alignas(64) WaitSlot {
   long volatile waiters = 0;
-  ScopedHandle semaphore;
 };
 
 constexpr unsigned kSlotCount = 32;
-constexpr long kSemaphoreMaximum = 2147483647;
 
-// Zero until the semaphores exist; closed at unload.
+// Nothing to create: the table is constant-initialised, so loading the module
+// cannot fail on its account.
 constinit WaitSlot g_slots[kSlotCount];
-
-// Fills the table when the module is loaded. A refusal by the system is
-// thrown as WinError, which fails the load.
-struct SlotSemaphores {
-  SlotSemaphores() {
-    for (WaitSlot& slot : g_slots) {
-      HANDLE h = CreateSemaphoreW(nullptr, 0, kSemaphoreMaximum, nullptr);
-      if (!h) throw WinError(GetLastError());
-      slot.semaphore = ScopedHandle(h);
-    }
-  }
-};
-const SlotSemaphores g_semaphores;
 
 // The top five bits of the address times 0x9E3779B97F4A7C14, wrapping. The
 // multiplier is even on purpose (one below the usual golden-ratio constant);
@@ -53,6 +46,18 @@ long wrappingAdd(long a, long b) {
   return static_cast<long>(static_cast<unsigned long>(a) + static_cast<unsigned long>(b));
 }
 
+// Counts the calling thread in its slot for the life of the scope.
+class Registration {
+public:
+  explicit Registration(WaitSlot& slot) : m_slot(slot) { InterlockedIncrement(&m_slot.waiters); }
+  ~Registration() { InterlockedDecrement(&m_slot.waiters); }
+  Registration(const Registration&) = delete;
+  Registration& operator=(const Registration&) = delete;
+
+private:
+  WaitSlot& m_slot;
+};
+
 }  // namespace
 
 #if defined(_MSC_VER) && !defined(__clang__)
@@ -63,29 +68,28 @@ long wrappingAdd(long a, long b) {
 
 namespace {
 
-// The loop of readWriteLockLock from a fresh read of the word, waiting on the
-// word's slot while the mask holds. Kept out of line so that the uncontended
+// The loop of readWriteLockLock from a fresh read of the word, sleeping on
+// the word while the mask holds. Kept out of line so that the uncontended
 // acquire does not pay for saving the registers the waiting needs.
 QOR_NOINLINE bool lockContended(long volatile& word, long increment, long mask, unsigned long timeoutMs) {
   WaitSlot& slot = slotOf(word);
   for (;;) {
     long v = word;
     if (v & mask) {
-      // Registering before the second test is what keeps wake-ups from
-      // being lost: a release after this point sees the count.
-      InterlockedIncrement(&slot.waiters);
-      v = word;
-      while (v & mask) {
-        const DWORD result = WaitForSingleObject(slot.semaphore.get(), timeoutMs);
-        if (result != WAIT_OBJECT_0) {
+      // Registered before the second look: a release that changes the word
+      // after that look sees the count and wakes the word's sleepers, and
+      // the sleep itself does not start once the word differs from v.
+      Registration registered(slot);
+      while ((v = word) & mask) {
+        // Trying once: the word is taken now, and a sleep of 0 ms would only
+        // cost a round trip to the system.
+        if (timeoutMs == 0) return false;
+        if (!WaitOnAddress(const_cast<long*>(&word), &v, sizeof v, timeoutMs)) {
           const DWORD error = GetLastError();
-          InterlockedDecrement(&slot.waiters);
-          if (result == WAIT_TIMEOUT) return false;
+          if (error == ERROR_TIMEOUT) return false;
           throw WinError(error);
         }
-        v = word;
       }
-      InterlockedDecrement(&slot.waiters);
     }
     if (InterlockedCompareExchange(&word, wrappingAdd(v, increment), v) == v) return true;
   }
@@ -106,11 +110,12 @@ void readWriteLockUnlock(long volatile& word, long increment) {
     const long v = word;
     if (InterlockedCompareExchange(&word, wrappingAdd(v, -increment), v) == v) break;
   }
-  // Wake everyone on the slot: waiters of other words that share it re-test
-  // and go back to sleep.
-  const long waiters = slot.waiters;
-  if (waiters <= 0) return;
-  ReleaseSemaphore(slot.semaphore.get(), waiters, nullptr);
+  // The exchange above is a full barrier, as is a waiter's registration: of
+  // a waiter's registration and this release, each sees the other's write
+  // or comes after it, so a count of 0 means no thread can be asleep on
+  // this word with its old value.
+  if (slot.waiters <= 0) return;
+  WakeByAddressAll(const_cast<long*>(&word));
 }
 
 // Exported through the extern declaration in the header.

@@ -51,20 +51,19 @@ void SchedulerBase::setThreadPriority(int priority) {
 }
 
 void SchedulerBase::startThread() {
-  bool dead = false;
-  {
-    ReadWriteLockExclusive lock(m_lock);
-    DWORD code = 0;
-    dead = m_thread && (!GetExitCodeThread(m_thread, &code) || code != STILL_ACTIVE);
-  }
-  if (dead) {
-    // Outside the lock: the box runs a message loop for as long as it shows.
-    MessageBoxW(nullptr, L"Thread exited unexpectedly", getWCS(threadName()).c_str(), MB_ICONINFORMATION);
-    ReadWriteLockExclusive lock(m_lock);
-    closeField(m_wakeEvent);
-    closeField(m_thread);
-  }
   ReadWriteLockExclusive lock(m_lock);
+  DWORD code = 0;
+  if (m_thread && (!GetExitCodeThread(m_thread, &code) || code != STILL_ACTIVE)) {
+    // The dead worker's handles leave the fields before the box shows: the
+    // box runs a message loop, and a handler that queues work meanwhile must
+    // find the scheduler idle and start the one new worker, not report the
+    // dead one again.
+    ScopedHandle deadWake(std::exchange(m_wakeEvent, nullptr));
+    ScopedHandle deadThread(std::exchange(m_thread, nullptr));
+    lock.unlock();
+    MessageBoxW(nullptr, L"Thread exited unexpectedly", getWCS(threadName()).c_str(), MB_ICONINFORMATION);
+    lock.lock();
+  }
   if (m_wakeEvent) return;
   m_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
   if (!m_wakeEvent || m_thread) return;
@@ -133,16 +132,31 @@ void SchedulerBase::doCancelCurrentTask(ReadWriteLock<268435456, -1>& lock, bool
   if (setCancelled) m_cancelled = true;
   taskInProgress()->interrupt();
   if (!waiter) return;
-  m_doneEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
-  if (!m_doneEvent) return;  // nothing to wait on: as if no waiter was given
-  HANDLE done = m_doneEvent;
+  ScopedHandle done(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  if (!done) return;  // nothing to wait on: as if no waiter was given
+  m_doneEvent = done.get();
   // The worker takes the lock to signal the event, so it is let go for the
-  // wait. The holder keeps counting as held: the word is taken again before
-  // its destructor releases it.
-  if (lock.held()) readWriteLockUnlock(m_lock, readWriteLockWriter);
-  (*waiter)(done);
-  if (lock.held()) readWriteLockLock(m_lock, readWriteLockWriter, readWriteLockWriterMask, readWriteLockForever);
-  closeField(m_doneEvent);
+  // wait, through the holder, which then knows it no longer holds the word.
+  lock.unlock();
+  // The field changes only under the lock, where the worker reads it. If the
+  // lock cannot be taken back, the event stays in the field, open, and
+  // closes with the scheduler: the worker may still signal it.
+  const auto withdraw = [&] {
+    try {
+      lock.lock();
+    } catch (...) {
+      done.release();
+      throw;
+    }
+    m_doneEvent = nullptr;
+  };
+  try {
+    (*waiter)(done.get());
+  } catch (...) {
+    withdraw();
+    throw;
+  }
+  withdraw();
 }
 
 bool SchedulerBase::finish(Waiter const& waiter) {

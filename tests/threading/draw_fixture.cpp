@@ -6,6 +6,7 @@
 namespace drawtest {
 
 std::atomic<int> Windows::appMessages{0};
+std::function<void()> Windows::onAppPlusOne;
 std::atomic<int> Task::destroyed{0};
 
 namespace {
@@ -15,6 +16,10 @@ constexpr wchar_t kClass[] = L"qorcor14.drawtest";
 LRESULT CALLBACK windowProc(HWND window, UINT message, WPARAM w, LPARAM l) {
   if (message == WM_APP) {
     ++Windows::appMessages;
+    return 1;
+  }
+  if (message == WM_APP + 1 && Windows::onAppPlusOne) {
+    Windows::onAppPlusOne();
     return 1;
   }
   return DefWindowProcW(window, message, w, l);
@@ -115,6 +120,12 @@ bool Renderer::waitIdle() {
     if (std::chrono::steady_clock::now() > deadline) return false;
     std::this_thread::sleep_for(1ms);
   }
+}
+
+bool Renderer::lockCanBeTaken() {
+  if (!readWriteLockLock(m_lock, readWriteLockWriter, readWriteLockWriterMask, kDeadlineMs)) return false;
+  readWriteLockUnlock(m_lock, readWriteLockWriter);
+  return true;
 }
 
 bool Renderer::killWorker(DWORD exitCode) {

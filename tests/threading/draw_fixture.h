@@ -29,6 +29,8 @@ public:
   // order[0] on top.
   static void stack(const std::vector<HWND>& order);
   static std::atomic<int> appMessages;
+  // Run by the window procedure for WM_APP + 1 (on the windows' thread).
+  static std::function<void()> onAppPlusOne;
 
 private:
   std::vector<HWND> m_windows;
@@ -84,6 +86,9 @@ public:
   bool workerEnded();
   bool waitIdle();
   bool killWorker(DWORD exitCode);
+  // Whether the scheduler's lock word can be taken (and is let go again)
+  // within the deadline.
+  bool lockCanBeTaken();
 };
 
 class DeadlineWaiter : public QOR::Threading::Waiter {

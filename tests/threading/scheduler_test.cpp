@@ -140,6 +140,72 @@ TEST(Scheduler, KilledWorkerIsReportedOnceAndRestarted) {
   PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);  // from a failed run only
 }
 
+// The box's message loop runs a handler that queues a task: the dead worker
+// is reported once, and one new worker draws both tasks.
+TEST(Scheduler, WorkQueuedWhileTheDeadWorkerBoxShowsStartsOneWorker) {
+  Windows windows;
+  Log log;
+  HWND window = windows.topLevel();
+  Task first(window, "first", log), second(windows.topLevel(), "second", log), nested(window, "nested", log);
+  Renderer renderer;
+  renderer.insert(first);
+  ASSERT_TRUE(log.waitFor("done first"));
+  ASSERT_TRUE(renderer.killWorker(3));
+
+  Windows::onAppPlusOne = [&] { renderer.insert(nested); };
+  PostMessageW(window, WM_APP + 1, 0, 0);  // dispatched by the box's loop
+  {
+    BoxCloser closer(GetCurrentThreadId());
+    renderer.insert(second);
+    ASSERT_TRUE(log.waitFor("done second"));
+    ASSERT_TRUE(log.waitFor("done nested"));
+    EXPECT_EQ(closer.closed, 1);
+  }
+  Windows::onAppPlusOne = nullptr;
+  EXPECT_EQ(renderer.starts, 2);
+  EXPECT_TRUE(renderer.finish(DeadlineWaiter()));
+  EXPECT_EQ(renderer.ends, 1);  // the one live worker, waited for
+  MSG msg;
+  PeekMessageW(&msg, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE);  // from a failed run only
+}
+
+// A waiter that throws instead of waiting.
+class ThrowingWaiter : public QOR::Threading::Waiter {
+public:
+  unsigned long operator()(void*) const override { throw std::runtime_error("waiter failed"); }
+};
+
+DWORD handleCount() {
+  DWORD count = 0;
+  GetProcessHandleCount(GetCurrentProcess(), &count);
+  return count;
+}
+
+// A throwing waiter in interrupt() and cancel(): the exception reaches the
+// caller, the lock word is free again, and the scheduler goes on taking
+// tasks, finishes, and leaves no handle open.
+TEST(Scheduler, AThrowingWaiterLeavesTheLockAndTheHandlesAsTheyWere) {
+  Windows windows;
+  Log log;
+  HWND window = windows.topLevel();
+  Task blocking(window, "blocking", log, Task::Blocking), after(window, "after", log);
+  Renderer renderer;
+  const DWORD handles = handleCount();
+  renderer.insert(blocking);
+  ASSERT_TRUE(log.waitFor("draw blocking"));
+  EXPECT_THROW(renderer.interrupt(ThrowingWaiter()), std::runtime_error);
+  EXPECT_TRUE(renderer.lockCanBeTaken());
+  ASSERT_TRUE(log.waitFor("stopped blocking"));
+  EXPECT_THROW(renderer.cancel(window, ThrowingWaiter()), std::runtime_error);
+  EXPECT_TRUE(renderer.lockCanBeTaken());
+
+  renderer.insert(after);
+  ASSERT_TRUE(log.waitFor("done after"));
+  EXPECT_TRUE(renderer.finish(DeadlineWaiter()));
+  EXPECT_EQ(renderer.ends, 1);
+  EXPECT_EQ(handleCount(), handles);
+}
+
 TEST(Scheduler, ThrowingDrawKeepsTheWorkerAlive) {
   Windows windows;
   Log log;

@@ -29,6 +29,9 @@ public:
   [[nodiscard]] HANDLE get() const noexcept { return m_handle; }
   explicit operator bool() const noexcept { return m_handle != nullptr; }
 
+  // Gives up ownership without closing.
+  HANDLE release() noexcept { return std::exchange(m_handle, nullptr); }
+
   void close() noexcept {
     if (!m_handle) return;
     const DWORD saved = GetLastError();

@@ -109,13 +109,14 @@ public:
   // call it after activating or raising a window.
   void updateActive(HWND window);
 
+  char const* threadName() const override;
+
+protected:
+  // Under the lock only, as the scheduler calls them.
   void eraseWholeQueue() override;
   // Drops the queued task of `window`, if any.
   void eraseFromQueue(HWND const& window) override;
-  char const* threadName() const override;
   TaskBase* taskInProgress() const override;
-
-protected:
   // Drains the queue on the worker, highest window first, putting back the
   // tasks that stopped early.
   void processTasks() override;

@@ -48,7 +48,9 @@ QORCOR14_API void readWriteLockUnlock(long volatile& word, long increment);
 
 // Holds a lock word for the life of the scope: acquires with
 // readWriteLockLock(word, Increment, Mask, readWriteLockForever), releases
-// with Increment if the acquisition succeeded.
+// with Increment if the acquisition succeeded. unlock() and lock() let go of
+// the word and take it back within the scope, keeping held() true to what
+// the holder holds, so that the destructor never releases a word it let go.
 //
 // Example:
 //   {
@@ -73,8 +75,21 @@ public:
   ReadWriteLock(const ReadWriteLock&) = delete;
   ReadWriteLock& operator=(const ReadWriteLock&) = delete;
 
-  // Whether the word was acquired (always, unless waiting threw).
+  // Whether the holder holds the word now.
   [[nodiscard]] bool held() const noexcept { return m_held; }
+
+  // Lets go of the word early, if held; the destructor then releases
+  // nothing. For code that must not keep the word while it waits.
+  void unlock() {
+    if (!m_held) return;
+    m_held = false;
+    readWriteLockUnlock(*m_word, Increment);
+  }
+  // Takes the word again after unlock(), if not held. Throws WinError, as
+  // the constructor does, when waiting fails; the holder then stays not held.
+  void lock() {
+    if (!m_held) m_held = readWriteLockLock(*m_word, Increment, Mask, readWriteLockForever);
+  }
 
 private:
   long volatile* m_word;

@@ -104,14 +104,26 @@ public:
   virtual void threadStarting() = 0;
   // Run on the worker once, just before it exits.
   virtual void threadEnding() = 0;
+
+protected:
+  // The queue's operations run only under m_lock: the scheduler calls them
+  // holding it, so they are not for a program to call (it drops queued work
+  // with cancel() and finish()).
+  //
   // Run on the worker each time it is woken: drains the queue.
   virtual void processTasks() = 0;
   // Drops every queued (not running) task; does not delete them.
   virtual void eraseWholeQueue() = 0;
+
+public:
   // The worker's name, for debuggers and the dead-worker report.
   virtual char const* threadName() const = 0;
+
+protected:
   // The task the worker is running, or null. Called under the lock.
   virtual TaskBase* taskInProgress() const = 0;
+
+public:
 
   // The priority for the next start of the worker; never changes a running
   // worker.
@@ -135,12 +147,16 @@ public:
 protected:
   // Starts the worker unless it runs. A worker that died without finish() is
   // reported first, by a message box "Thread exited unexpectedly" titled
-  // with threadName(), and then replaced.
+  // with threadName(), and then replaced. The dead worker's handles are
+  // dropped before the box shows, so work queued from a message handler
+  // while it shows starts the new worker, and the box shows once.
   void startThread();
 
   // With `lock` held and a task in progress: sets m_cancelled when asked,
-  // interrupts the task and, given a waiter, releases the lock, waits until
-  // the task has given control back, and takes the lock again.
+  // interrupts the task and, given a waiter, lets go of the lock through
+  // `lock`, waits until the task has given control back, and takes the lock
+  // again. When the waiter throws, the lock is taken back and the done event
+  // closed before the exception goes on; `lock` always says whether it holds.
   void doCancelCurrentTask(ReadWriteLock<268435456, -1>& lock, bool setCancelled, Waiter const* waiter);
 
   // The exclusive lock of every operation on the scheduler and its queue.
@@ -175,8 +191,12 @@ class QORCOR14_API Scheduler : public SchedulerBase {
 public:
   explicit Scheduler(int priority);
 
-  // Drops the queued task of `key`, if any (the task is not deleted).
+protected:
+  // Drops the queued task of `key`, if any (the task is not deleted). Called
+  // under the lock.
   virtual void eraseFromQueue(Key const& key) = 0;
+
+public:
 
   // Drops the queued task of `key`; if the task in progress has that key,
   // marks it cancelled (it is not queued again) and interrupts it. Does not
