@@ -8,6 +8,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <condition_variable>
 #include <functional>
 #include <memory>
@@ -45,15 +46,15 @@ Body wordLoop(long increment, long mask) {
   };
 }
 
-// Four threads started once; each batch hands every thread an equal share
-// of the operations and waits until all are done. The threads end with the
-// pool, when the benchmark exits.
-class ReaderPool {
+// Threads started once; each batch hands every thread an equal share of the
+// operations and waits until all are done. Thread t runs pair(t) each time.
+// The threads end with the pool, when the benchmark exits.
+class ThreadPool {
 public:
-  explicit ReaderPool(std::function<void()> pair) : m_pair(std::move(pair)) {
-    for (unsigned t = 0; t < kThreads; ++t) m_threads.emplace_back([this] { work(); });
+  ThreadPool(unsigned threads, std::function<void(unsigned)> pair) : m_count(threads), m_pair(std::move(pair)) {
+    for (unsigned t = 0; t < m_count; ++t) m_threads.emplace_back([this, t] { work(t); });
   }
-  ~ReaderPool() {
+  ~ThreadPool() {
     {
       std::lock_guard<std::mutex> lock(m_mutex);
       m_stop = true;
@@ -64,17 +65,16 @@ public:
   std::size_t run(std::size_t ops) {
     std::unique_lock<std::mutex> lock(m_mutex);
     // At least 100000 pairs a thread, so that waking the pool is noise.
-    m_each = std::max<std::size_t>((ops + kThreads - 1) / kThreads, 100000);
-    m_running = kThreads;
+    m_each = std::max<std::size_t>((ops + m_count - 1) / m_count, 100000);
+    m_running = m_count;
     ++m_generation;
     m_start.notify_all();
     m_done.wait(lock, [this] { return m_running == 0; });
-    return m_each * kThreads;
+    return m_each * m_count;
   }
 
 private:
-  static constexpr unsigned kThreads = 4;
-  void work() {
+  void work(unsigned thread) {
     unsigned long long seen = 0;
     for (;;) {
       std::size_t each;
@@ -85,13 +85,14 @@ private:
         seen = m_generation;
         each = m_each;
       }
-      for (std::size_t i = 0; i < each; ++i) m_pair();
+      for (std::size_t i = 0; i < each; ++i) m_pair(thread);
       std::lock_guard<std::mutex> lock(m_mutex);
       if (--m_running == 0) m_done.notify_one();
     }
   }
 
-  std::function<void()> m_pair;
+  unsigned m_count;
+  std::function<void(unsigned)> m_pair;
   std::mutex m_mutex;
   std::condition_variable m_start, m_done;
   unsigned long long m_generation = 0;
@@ -100,6 +101,31 @@ private:
   bool m_stop = false;
   std::vector<std::thread> m_threads;
 };
+
+// A row of `threads` threads taking and letting go of the library's words
+// and the peer's locks; thread t works on word and lock t % locks.
+Case contended(std::string name, unsigned threads, std::vector<long volatile*> words, std::string peerName,
+               std::function<void(unsigned)> peerPair) {
+  auto ours = std::make_shared<ThreadPool>(threads, [words](unsigned t) {
+    long volatile& w = *words[t % words.size()];
+    readWriteLockLock(w, kWriter, kWriterMask, 0xFFFFFFFF);
+    readWriteLockUnlock(w, kWriter);
+  });
+  auto peer = std::make_shared<ThreadPool>(threads, std::move(peerPair));
+  return {std::move(name), "pair", [ours](std::size_t ops) { return ours->run(ops); }, std::move(peerName),
+          [peer](std::size_t ops) { return peer->run(ops); }};
+}
+
+// Two words whose addresses share a wait slot, each on its own cache line.
+std::vector<long volatile*> twoWordsOfOneSlot() {
+  static Word words[256];
+  auto slot = [](const Word& w) {
+    return (static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(&w.value)) * 0x9E3779B97F4A7C14ull) >> 59;
+  };
+  for (Word& w : words)
+    if (&w != &words[0] && slot(w) == slot(words[0])) return {&words[0].value, &w.value};
+  return {&words[0].value, &words[1].value};  // not met: two words all the same
+}
 
 }  // namespace
 
@@ -139,16 +165,38 @@ void addLockCases(Suite& suite) {
              }});
   auto word = std::make_shared<Word>();
   auto srw = std::make_shared<Srw>();
-  auto ours = std::make_shared<ReaderPool>([word] {
+  auto ours = std::make_shared<ThreadPool>(4, [word](unsigned) {
     readWriteLockLock(word->value, kReader, kReaderMask, 0xFFFFFFFF);
     readWriteLockUnlock(word->value, kReader);
   });
-  auto peer = std::make_shared<ReaderPool>([srw] {
+  auto peer = std::make_shared<ThreadPool>(4, [srw](unsigned) {
     AcquireSRWLockShared(&srw->lock);
     ReleaseSRWLockShared(&srw->lock);
   });
   suite.add({"lock word shared, 4 reader threads", "pair", [ours](std::size_t ops) { return ours->run(ops); },
              "SRWLOCK shared, 4 reader threads", [peer](std::size_t ops) { return peer->run(ops); }});
+
+  // Contended writers: every pair may have to sleep and be woken.
+  static Word one;
+  static Srw srwOne, srwTwo[2];
+  static Section sectionOne;
+  auto srwPair = [](Srw* locks, unsigned count) {
+    return [locks, count](unsigned t) {
+      AcquireSRWLockExclusive(&locks[t % count].lock);
+      ReleaseSRWLockExclusive(&locks[t % count].lock);
+    };
+  };
+  suite.add(contended("lock word exclusive, 2 threads", 2, {&one.value}, "SRWLOCK exclusive, 2 threads",
+                      srwPair(&srwOne, 1)));
+  suite.add(contended("lock word exclusive, 2 threads: critical section", 2, {&one.value},
+                      "CRITICAL_SECTION, 2 threads", [](unsigned) {
+                        EnterCriticalSection(&sectionOne.cs);
+                        LeaveCriticalSection(&sectionOne.cs);
+                      }));
+  suite.add(contended("lock word exclusive, 4 threads", 4, {&one.value}, "SRWLOCK exclusive, 4 threads",
+                      srwPair(&srwOne, 1)));
+  suite.add(contended("lock word exclusive, two words of one slot, 2 threads each", 4, twoWordsOfOneSlot(),
+                      "SRWLOCK exclusive, two locks, 2 threads each", srwPair(srwTwo, 2)));
 }
 
 }  // namespace bench

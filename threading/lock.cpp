@@ -106,10 +106,9 @@ bool readWriteLockLock(long volatile& word, long increment, long mask, unsigned 
 
 void readWriteLockUnlock(long volatile& word, long increment) {
   WaitSlot& slot = slotOf(word);
-  for (;;) {
-    const long v = word;
-    if (InterlockedCompareExchange(&word, wrappingAdd(v, -increment), v) == v) break;
-  }
+  // One atomic subtraction: what a compare-and-swap loop of v to v - increment
+  // ends in, without its read and retries.
+  InterlockedExchangeAdd(&word, static_cast<long>(0ul - static_cast<unsigned long>(increment)));
   // The exchange above is a full barrier, as is a waiter's registration: of
   // a waiter's registration and this release, each sees the other's write
   // or comes after it, so a count of 0 means no thread can be asleep on

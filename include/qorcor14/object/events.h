@@ -138,6 +138,12 @@ protected:
 // attached to (and detach from) the list they were constructed on, so a
 // copied set may outlive its listeners. Copy a list only while nothing
 // attaches to it, detaches from it or fires it.
+// Note: a list held by value must never have a listener attached. A
+// listener holds its list through a QOR::Handle: the first attachment
+// raises the list's count from 0 to 1, and the last detachment then deletes
+// a list that was never allocated with new. Attach listeners only to lists
+// made by EVSubscriptionList<T>::create(); keep by-value lists for copying
+// and moving listener sets.
 template <class T>
 class QORCOR14_API EVSubscriptionListImp
     : public QOR::internal::EVFiring<T, typename QOR::internal::EVSignature<T>::type> {

@@ -4,9 +4,11 @@
 // A lock word is a `long volatile` owned by the object it guards, 0 when free.
 // Readers add 1 (bits 0-27 count them) and wait while a writer holds the
 // word; writers add 0x10000000 (bits 28-31) and wait while anyone holds it.
-// The word carries no waiter count: blocked threads sleep on one of 32
-// process-wide semaphores chosen by hashing the word's address, and re-test
-// their own word after every wake-up.
+// The word carries no waiter count: a blocked thread counts itself in one of
+// 32 process-wide wait slots chosen by hashing the word's address, sleeps on
+// the word's own address, and re-tests its word after every wake-up. A
+// release wakes the sleepers of its word when its slot counts any, so no
+// wake-up is lost and none goes to a thread waiting for another word.
 //
 // Neither lock is re-entrant: a thread that holds a word and asks for it
 // again (on either side) waits for ever. A reader never upgrades to writer.
