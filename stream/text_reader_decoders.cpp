@@ -24,8 +24,12 @@ TextReader* makeReader(RawReader& raw, TextEncoding enc) {
 }
 
 // mbtowc in the runtime's current locale: -1 (invalid or incomplete) gives 0,
-// a NUL byte gives U+0000 in one byte.
+// a NUL byte gives U+0000 in one byte. A lead byte without its second byte is
+// incomplete whatever mbtowc makes of it: Wine's runtime decodes it alone, to
+// the code page's default character, which would split a double-byte
+// character that straddles the end of the buffer.
 std::size_t MultibyteReaderImp::decode(unsigned int& cp, const unsigned char* bytes, std::size_t n) {
+  if (std::mblen(reinterpret_cast<const char*>(bytes), n) < 0) return 0;
   wchar_t wc = 0;
   const int k = std::mbtowc(&wc, reinterpret_cast<const char*>(bytes), n);
   if (k < 0) return 0;

@@ -205,6 +205,27 @@ TEST(TextReader, UndecodableBytesFailAndStayUnread) {
   }
 }
 
+// Under a double-byte code page, a character across the end of the reader's
+// 1024-byte buffer stays whole, and a lead byte at the end of the file is
+// incomplete (Wine's mbtowc decodes such a byte alone).
+TEST(TextReader, DoubleByteCharacterAcrossTheBuffer) {
+  struct CodePage932 {
+    CodePage932() { ok = std::setlocale(LC_ALL, ".932") != nullptr; }
+    ~CodePage932() { std::setlocale(LC_ALL, "C"); }
+    bool ok;
+  } locale;
+  ASSERT_TRUE(locale.ok);
+  ScratchFolder dir;
+  const std::wstring name = dir.file(L"sjis.txt");
+  qortest::writeBytes(name, std::string(1023, 'a') + "\x83\x4C\r\n\x83");
+  std::unique_ptr<QOR::TextReader> in(QOR::TextReader::create(name));
+  std::wstring line;
+  ASSERT_TRUE(in->readLine(line));
+  EXPECT_EQ(line, std::wstring(1023, L'a') + L"\u30AD");
+  EXPECT_EQ(errorText([&] { in->readLine(line); }), undecodable(name));
+  in->close();
+}
+
 TEST(TextReader, MissingFileNamesIt) {
   ScratchFolder dir;
   const std::wstring missing = dir.file(L"missing.txt");
