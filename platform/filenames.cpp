@@ -6,7 +6,10 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cwctype>
+#include <optional>
+#include <vector>
 
 namespace {
 
@@ -56,16 +59,84 @@ std::size_t rootLength(const std::wstring& s, FileType type) {
   }
 }
 
+// The longest name GetFullPathNameW takes, with its terminating NUL.
+constexpr std::size_t kLongestFullName = 32767;
+
 std::wstring fullPathName(const std::wstring& name) {
+  // The system would read a name with a NUL inside as the part before it.
+  if (name.find(L'\0') != std::wstring::npos) throw WinError(L"GetFullPathNameW", ERROR_INVALID_NAME);
+  if (name.size() >= kLongestFullName) throw WinError(L"GetFullPathNameW", ERROR_FILENAME_EXCED_RANGE);
   std::wstring out(MAX_PATH, L'\0');
   for (;;) {
+    // Some refusals (a name of blanks under Wine) set no error of their own:
+    // the code must not be one left over from an earlier call.
+    SetLastError(ERROR_SUCCESS);
     const DWORD n = GetFullPathNameW(name.c_str(), static_cast<DWORD>(out.size()), out.data(), nullptr);
-    if (n == 0) throw WinError(L"GetFullPathNameW", GetLastError());
+    if (n == 0) {
+      const DWORD error = GetLastError();
+      throw WinError(L"GetFullPathNameW", error != ERROR_SUCCESS ? error : static_cast<DWORD>(ERROR_INVALID_NAME));
+    }
     if (n < out.size()) {
       out.resize(n);
       return out;
     }
     out.assign(n, L'\0');  // n counts the terminating NUL when the buffer is short
+  }
+}
+
+// GetLongPathNameW under Wine builds its answer in a buffer of this many
+// units (NUL included) without checking that it fits; no call may be able to
+// answer more.
+constexpr std::size_t kLongPathBuffer = 1024;
+
+// No component of a name on disk is longer.
+constexpr std::size_t kLongestComponent = 255;
+
+// Calls f(begin, end) for each component of s, separated by '\' or '/'.
+template <class F>
+void forEachComponent(const std::wstring& s, F f) {
+  for (std::size_t at = 0; at < s.size();) {
+    const std::size_t end = componentEnd(s, at, false);
+    if (end > at) f(at, end);
+    at = end + 1;
+  }
+}
+
+// Whether the component [begin, end) of s may be a short name.
+bool mayBeShort(const std::wstring& s, std::size_t begin, std::size_t end) {
+  return std::find(s.begin() + static_cast<std::ptrdiff_t>(begin), s.begin() + static_cast<std::ptrdiff_t>(end), L'~') !=
+         s.begin() + static_cast<std::ptrdiff_t>(end);
+}
+
+// The longest answer GetLongPathNameW could give for name: a component that
+// may be a short name may stand for a long name of 255 units.
+std::size_t longestLongForm(const std::wstring& name) {
+  std::size_t total = name.size();
+  forEachComponent(name, [&](std::size_t begin, std::size_t end) {
+    if (end - begin < kLongestComponent && mayBeShort(name, begin, end)) total += kLongestComponent - (end - begin);
+  });
+  return total;
+}
+
+// Whether GetLongPathNameW can take name: no NUL inside, shorter than the
+// system reads (MAX_PATH without the "\\?\" prefix), and no answer that
+// could outgrow its buffer.
+bool longPathCallTakes(const std::wstring& name) {
+  const std::size_t limit = isExtended(name) ? kLongPathBuffer : MAX_PATH;
+  return name.find(L'\0') == std::wstring::npos && name.size() < limit && longestLongForm(name) < kLongPathBuffer;
+}
+
+// GetLongPathNameW's answer for name, or nothing when it has none.
+std::optional<std::wstring> longPathName(const std::wstring& name) {
+  std::wstring out(MAX_PATH, L'\0');
+  for (;;) {
+    const DWORD n = GetLongPathNameW(name.c_str(), out.data(), static_cast<DWORD>(out.size()));
+    if (n == 0) return std::nullopt;
+    if (n < out.size()) {
+      out.resize(n);
+      return out;
+    }
+    out.assign(n, L'\0');
   }
 }
 
@@ -165,17 +236,38 @@ std::wstring abbreviateFilename(const std::wstring& name, std::size_t maxChars) 
 }
 
 std::wstring getLongFilename(const std::wstring& name) {
-  if (name.empty()) return name;
-  std::wstring out(MAX_PATH, L'\0');
-  for (;;) {
-    const DWORD n = GetLongPathNameW(name.c_str(), out.data(), static_cast<DWORD>(out.size()));
-    if (n == 0) return name;
-    if (n < out.size()) {
-      out.resize(n);
-      return out;
+  bool tooLong = false;  // no such file can exist
+  forEachComponent(name, [&](std::size_t begin, std::size_t end) { tooLong |= end - begin > kLongestComponent; });
+  if (name.empty() || tooLong) return name;
+  // The places where a call may stop: after each component that may be a
+  // short name, and the end.
+  std::vector<std::size_t> stops;
+  forEachComponent(name, [&](std::size_t begin, std::size_t end) {
+    if (mayBeShort(name, begin, end)) stops.push_back(end);
+  });
+  if (stops.empty() || stops.back() != name.size()) stops.push_back(name.size());
+  // One call for the whole name when its answer cannot outgrow the system's
+  // buffer; otherwise each call resolves what is done so far and as many
+  // more short names as fit. The system walks the name from its start in
+  // the same way, so the answer is the same.
+  std::wstring resolved;
+  std::size_t done = 0;
+  while (done < name.size()) {
+    std::size_t end = done;  // the furthest stop the next call takes
+    for (auto stop = stops.rbegin(); stop != stops.rend() && *stop > done; ++stop) {
+      if (resolved.size() + (*stop - done) >= kLongPathBuffer) continue;  // too long in any case
+      if (longPathCallTakes(resolved + name.substr(done, *stop - done))) {
+        end = *stop;
+        break;
+      }
     }
-    out.assign(n, L'\0');
+    if (end == done) return name;
+    std::optional<std::wstring> answer = longPathName(resolved + name.substr(done, end - done));
+    if (!answer) return name;
+    resolved = std::move(*answer);
+    done = end;
   }
+  return resolved;
 }
 
 bool isFileChar(wchar_t c) {

@@ -8,7 +8,9 @@
 #include <windows.h>
 #include <urlmon.h>
 
+#include <algorithm>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -109,7 +111,9 @@ std::wstring escapeUnsafe(const std::wstring& s) {
 }
 
 // Removes "." and ".." segments from a path, as RFC 3986 section 5.2.4 does.
-std::wstring removeDotSegments(std::wstring in) {
+// The input is consumed from the front through a view, so that a long run of
+// segments costs no more than its length.
+std::wstring removeDotSegments(std::wstring_view in) {
   std::wstring out;
   const auto dropLastSegment = [&out] {
     const std::size_t slash = out.rfind(L'/');
@@ -117,25 +121,25 @@ std::wstring removeDotSegments(std::wstring in) {
   };
   while (!in.empty()) {
     if (in.starts_with(L"../")) {
-      in.erase(0, 3);
-    } else if (in.starts_with(L"./")) {
-      in.erase(0, 2);
-    } else if (in.starts_with(L"/./")) {
-      in.erase(0, 2);
+      in.remove_prefix(3);
+    } else if (in.starts_with(L"./") || in.starts_with(L"/./")) {
+      in.remove_prefix(2);
     } else if (in == L"/.") {
-      in = L"/";
+      out += L'/';
+      in = {};
     } else if (in.starts_with(L"/../")) {
-      in.erase(0, 3);
+      in.remove_prefix(3);
       dropLastSegment();
     } else if (in == L"/..") {
-      in = L"/";
       dropLastSegment();
+      out += L'/';
+      in = {};
     } else if (in == L"." || in == L"..") {
-      in.clear();
+      in = {};
     } else {
-      const std::size_t end = in.find(L'/', 1);
+      const std::size_t end = std::min(in.find(L'/', 1), in.size());
       out += in.substr(0, end);
-      in.erase(0, end == std::wstring::npos ? in.size() : end);
+      in.remove_prefix(end);
     }
   }
   return out;
@@ -144,6 +148,16 @@ std::wstring removeDotSegments(std::wstring in) {
 std::wstring asciiLower(std::wstring s) {
   for (wchar_t& c : s)
     if (c >= L'A' && c <= L'Z') c = static_cast<wchar_t>(c - L'A' + L'a');
+  return s;
+}
+
+// s in lower case but for the hex digits of its escapes, which stay upper
+// case; every '%' in s starts an escape (see escapeUnsafe).
+std::wstring lowerOutsideEscapes(std::wstring s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == L'%') i += 2;
+    else if (s[i] >= L'A' && s[i] <= L'Z') s[i] = static_cast<wchar_t>(s[i] - L'A' + L'a');
+  }
   return s;
 }
 
@@ -156,16 +170,14 @@ bool isWhite(wchar_t c) {
          c == 0x2029 || c == 0x202F || c == 0x205F || c == 0x3000 || c == 0xFEFF;
 }
 
-std::wstring trimmed(const std::wstring& s) {
-  std::size_t begin = 0, end = s.size();
-  while (begin < end && isWhite(s[begin])) ++begin;
-  while (end > begin && isWhite(s[end - 1])) --end;
-  return s.substr(begin, end - begin);
+std::wstring_view trimmed(std::wstring_view s) {
+  while (!s.empty() && isWhite(s.front())) s.remove_prefix(1);
+  while (!s.empty() && isWhite(s.back())) s.remove_suffix(1);
+  return s;
 }
 
-}  // namespace
-
-bool isURL(const std::wstring& text) {
+// Whether text starts with a scheme of two or more characters and ':'.
+bool startsWithScheme(std::wstring_view text) {
   if (text.empty() || !isAsciiLetter(text[0])) return false;
   std::size_t i = 1;
   while (i < text.size() && (isAsciiLetter(text[i]) || isAsciiDigit(text[i]) || text[i] == L'+' || text[i] == L'-' ||
@@ -173,6 +185,10 @@ bool isURL(const std::wstring& text) {
     ++i;
   return i >= 2 && i < text.size() && text[i] == L':';
 }
+
+}  // namespace
+
+bool isURL(const std::wstring& text) { return startsWithScheme(text); }
 
 std::wstring unescapeUrl(const std::wstring& url) {
   std::wstring out;
@@ -228,11 +244,13 @@ std::wstring canonicalizeUrl(const std::wstring& url) {
     const std::wstring authority = rest.substr(2, end - 2);
     const std::size_t at = authority.rfind(L'@');
     const std::size_t hostStart = at == std::wstring::npos ? 0 : at + 1;
-    out += L"//" + escapeUnsafe(authority.substr(0, hostStart)) + asciiLower(escapeUnsafe(authority.substr(hostStart)));
+    out += L"//" + escapeUnsafe(authority.substr(0, hostStart)) + lowerOutsideEscapes(escapeUnsafe(authority.substr(hostStart)));
     path = rest.substr(end);
   }
   path = escapeUnsafe(path);
   if (hasAuthority || path.starts_with(L'/')) path = removeDotSegments(path);
+  // A path of "//..." without an authority would read back as one.
+  if (!hasAuthority && path.starts_with(L"//")) path.insert(0, L"/.");
   if (special && hasAuthority && path.empty()) path = L"/";
   return out + path + escapeUnsafe(query) + escapeUnsafe(fragment);
 }
@@ -249,25 +267,27 @@ std::wstring cleanupUrl(const std::wstring& text) {
     while (!s.empty() && (s.back() == L' ' || s.back() == L'\t')) s.pop_back();
     while (i + 1 < text.size() && isBlank(text[i + 1])) ++i;
   }
-  s = trimmed(s);
+  // Peeled through a view: thousands of nested quotes cost one pass.
+  std::wstring_view v = trimmed(s);
   for (bool changed = true; changed;) {
     changed = false;
-    if (s.size() >= 2 && ((s.front() == L'<' && s.back() == L'>') || (s.front() == L'"' && s.back() == L'"') ||
-                          (s.front() == L'\'' && s.back() == L'\''))) {
-      s = trimmed(s.substr(1, s.size() - 2));
+    if (v.size() >= 2 && ((v.front() == L'<' && v.back() == L'>') || (v.front() == L'"' && v.back() == L'"') ||
+                          (v.front() == L'\'' && v.back() == L'\''))) {
+      v = trimmed(v.substr(1, v.size() - 2));
       changed = true;
     }
-    if (s.size() > 4 && _wcsnicmp(s.c_str(), L"URL:", 4) == 0 && isURL(trimmed(s.substr(4)))) {
-      s = trimmed(s.substr(4));
+    if (v.size() > 4 && asciiLower(std::wstring(v.substr(0, 4))) == L"url:" && startsWithScheme(trimmed(v.substr(4)))) {
+      v = trimmed(v.substr(4));
       changed = true;
     }
   }
-  if (!isURL(s)) throwNotAUrl(text);
-  return s;
+  if (!startsWithScheme(v)) throwNotAUrl(text);
+  return std::wstring(v);
 }
 
 std::wstring downloadUrlToCache(const std::wstring& url) {
-  if (!isURL(url)) throwNotAUrl(url);
+  // The system would read a URL with a NUL inside as the part before it.
+  if (!isURL(url) || url.find(L'\0') != std::wstring::npos) throwNotAUrl(url);
   wchar_t file[MAX_PATH + 1] = {};
   const HRESULT hr = URLDownloadToCacheFileW(nullptr, url.c_str(), file, MAX_PATH, 0, nullptr);
   if (FAILED(hr) || file[0] == L'\0') throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));

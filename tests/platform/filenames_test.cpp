@@ -137,19 +137,69 @@ TEST(FileNames, AbsoluteFilenameMatchesGetFullPathNameInTheBaseDirectory) {
   EXPECT_EQ(absoluteFilename(L""), L"");
   EXPECT_EQ(absoluteFilename(L"https://x/../y", scratch.path()), L"https://x/../y");
   EXPECT_EQ(absoluteFilename(L"C:\\" + std::wstring(400, L'd') + L"\\..\\e.txt"), L"C:\\e.txt");  // beyond MAX_PATH
+  EXPECT_EQ(absoluteFilename(L"C:\\" + std::wstring(32763, L'a')).size(), 32766u);  // the longest name taken
+}
+
+TEST(FileNames, AbsoluteFilenameReportsItsOwnError) {
+  const auto failure = [](DWORD error) { return formatMessage(error, nullptr) + L" calling GetFullPathNameW"; };
+  const std::pair<std::wstring, DWORD> cases[] = {
+      {L"   ", ERROR_INVALID_NAME},  // Wine refuses blanks without an error code
+      {std::wstring(L"C:\\a\0b", 6), ERROR_INVALID_NAME},
+      {L"C:\\" + std::wstring(32764, L'a'), ERROR_FILENAME_EXCED_RANGE},
+  };
+  for (const auto& [name, error] : cases) {
+    SCOPED_TRACE(name.size());
+    SetLastError(ERROR_FILE_NOT_FOUND);  // an earlier, unrelated failure
+    EXPECT_EQ(qortest::errorText([&] { (void)absoluteFilename(name); }), failure(error));
+    EXPECT_EQ(qortest::errorText([&] { (void)absoluteFilename(L"x", name); }), failure(error));
+  }
+}
+
+std::wstring shortPath(const std::wstring& name) {
+  wchar_t out[MAX_PATH] = {};
+  EXPECT_GT(GetShortPathNameW(name.c_str(), out, MAX_PATH), 0u);
+  return out;
 }
 
 TEST(FileNames, GetLongFilenameExpandsShortNamesOfExistingFiles) {
   qortest::ScratchFolder scratch;
   const std::wstring longName = scratch.file(L"A rather long file name.text");
   qortest::writeBytes(longName, "x");
-  wchar_t shortName[MAX_PATH] = {}, platform[MAX_PATH] = {};
-  ASSERT_GT(GetShortPathNameW(longName.c_str(), shortName, MAX_PATH), 0u);
-  EXPECT_NE(std::wstring(shortName), longName);
-  GetLongPathNameW(shortName, platform, MAX_PATH);
+  const std::wstring shortName = shortPath(longName);
+  EXPECT_NE(shortName, longName);
+  wchar_t platform[MAX_PATH] = {};
+  GetLongPathNameW(shortName.c_str(), platform, MAX_PATH);
   EXPECT_EQ(getLongFilename(shortName), platform);
   EXPECT_EQ(getLongFilename(shortName), longName);
   EXPECT_EQ(getLongFilename(scratch.file(L"NOSUCH~1.TXT")), scratch.file(L"NOSUCH~1.TXT"));
+
+  // The longest component a file can have, reached through its short name;
+  // the answer is longer than MAX_PATH.
+  const std::wstring longest = scratch.file(std::wstring(254, L'n') + L"1");
+  qortest::writeBytes(L"\\\\?\\" + longest, "x");
+  EXPECT_EQ(getLongFilename(shortPath(L"\\\\?\\" + longest).substr(4)), longest);
+
+  // Five short names could stand for 1275 units, more than the system's
+  // answer may hold: they are resolved in steps, with the same answer.
+  std::wstring nested = scratch.path();
+  for (int level = 1; level <= 5; ++level) {
+    nested += L"\\long directory name " + std::to_wstring(level);
+    ASSERT_TRUE(CreateDirectoryW(nested.c_str(), nullptr));
+  }
+  const std::wstring nestedShort = shortPath(nested);
+  GetLongPathNameW(nestedShort.c_str(), platform, MAX_PATH);
+  EXPECT_EQ(getLongFilename(nestedShort), platform);
+  EXPECT_EQ(getLongFilename(nestedShort), nested);
+}
+
+TEST(FileNames, GetLongFilenameKeepsNamesTheSystemCannotTake) {
+  for (const std::wstring& name :
+       {L"C:\\" + std::wstring(256, L'a'),  // a component longer than any on disk
+        std::wstring(1100, L'a'), L"C:\\" + std::wstring(2000, L'a'),  // Wine's GetLongPathNameW overran on these
+        L"C:" + std::wstring(1030, L'\\'), std::wstring(L"C:\\\0x", 5)}) {
+    SCOPED_TRACE(name.size());
+    EXPECT_EQ(getLongFilename(name), name);
+  }
 }
 
 TEST(FileNames, IsFileCharRefusesExactlyControlsSeparatorsWildcardsAndReservedPunctuation) {
@@ -216,6 +266,8 @@ TEST(Urls, CanonicalizeUrlLowersSchemeAndHostAndRemovesDotSegments) {
             {L"http://x/a?p=./../q", L"http://x/a?p=./../q", "Wine resolves dots in the query"},
             {L"file:///C:/a/../b.txt", L"file:///C:/b.txt", "UrlCanonicalizeW makes file names"},
             {L"urn:a/./b", L"urn:a/./b", "no root, no dot removal"},
+            {L"file:/.//C:/a", L"file:/.//C:/a"},  // "//C:" would read back as a host
+            {L"http://%C3%A9X%4A/", L"http://%C3%A9xj/", hostCase},  // escapes stay upper case
             {L"x-app:{id}", L"x-app:%7Bid%7D", "UrlCanonicalizeW leaves braces"}},
            [](const std::wstring& s) {
              const std::wstring out = canonicalizeUrl(s);

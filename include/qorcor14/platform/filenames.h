@@ -87,8 +87,10 @@ enum class FileType {
 // process's current directory: "." and ".." are resolved ("..") never goes
 // above the root), '/' becomes '\', and an extended-length name is returned
 // as the system gives it (unchanged). A URL and an empty name are returned as
-// they are. Throws WinError ("GetFullPathNameW") when the system refuses the
-// name.
+// they are. Throws WinError ("GetFullPathNameW") with the system's error when
+// it refuses the name (ERROR_INVALID_NAME when it gives none); a name with a
+// NUL inside is refused as ERROR_INVALID_NAME and one of 32767 units or more
+// as ERROR_FILENAME_EXCED_RANGE without asking the system.
 //
 // Example:
 //   absoluteFilename(L"C:\\a\\..\\..\\b.txt");  // "C:\b.txt"
@@ -132,7 +134,10 @@ enum class FileType {
 
 // The long form of `name` as GetLongPathNameW gives it (each short 8.3
 // component replaced by its long name), or `name` unchanged when the file
-// does not exist or the system cannot say.
+// does not exist or the system cannot say. Names the system cannot take are
+// never handed to it and come back unchanged: a NUL inside, MAX_PATH units or
+// more (1024 with the "\\?\" prefix), or a component longer than 255 units,
+// which no file on disk has.
 //
 // Example:
 //   getLongFilename(L"C:\\PROGRA~1\\x.txt");   // "C:\Program Files\x.txt", if it exists
@@ -140,6 +145,11 @@ enum class FileType {
 //
 // Note: the case of components that are already long is the system's
 // answer (the name as stored on disk, on Windows).
+// Note: the system's answer must fit 1023 units (Wine's GetLongPathNameW
+// overruns a fixed buffer beyond that), and each component holding a '~' may
+// stand for a long name of 255 units. When such components could make the
+// answer longer, the system is asked in steps, each resolving the part done
+// so far and the next short names; the answer is the same.
 [[nodiscard]] QORCOR14_API std::wstring getLongFilename(const std::wstring& name);
 
 // Whether `c` may appear in a component of a file name: everything but the

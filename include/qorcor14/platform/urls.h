@@ -59,7 +59,10 @@
 //   canonicalizeUrl(L"http://x/%7euser/%2f");            // "http://x/~user/%2F"
 //
 // Note: a URL without "//" (mailto:, urn:) keeps its path as it is, apart
-// from escaping. Ports are kept, even the scheme's default one.
+// from escaping. Ports are kept, even the scheme's default one. A path that
+// would start with "//" without an authority ("file:/.//C:/a") keeps "/."
+// before it, so that it does not read back as one: the canonical form of a
+// canonical form is itself.
 [[nodiscard]] QORCOR14_API std::wstring canonicalizeUrl(const std::wstring& url);
 
 // A URL as a user pasted it, cleaned up: white space (and line breaks inside
@@ -81,7 +84,7 @@
 
 // Downloads `url` into the internet cache with URLDownloadToCacheFileW and
 // returns the name of the cache file. Throws QOR::QorError with text 278 when
-// url is not a URL, and with text 280 when the download fails (a missing
+// url is not a URL (or holds a NUL), and with text 280 when the download fails (a missing
 // file, no network, a refused request).
 //
 // Example:
