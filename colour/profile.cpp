@@ -7,6 +7,7 @@
 #include "qormsg.h"
 
 #include "common/checked_size.h"
+#include "common/unique_resource.h"
 
 #include <windows.h>
 #include <icm.h>
@@ -16,6 +17,7 @@
 #include <memory>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace QOR {
@@ -147,35 +149,30 @@ class ColourProfileImp final : public ColourProfile {
 public:
   // Opens the profile `description` names; see create and createFromFile.
   ColourProfileImp(ColourProfileId id, PROFILE& description)
-      : m_id(id), m_data(nullptr), m_size(0), m_handle(nullptr) {
-    m_handle = OpenColorProfileW(&description, PROFILE_READ, FILE_SHARE_READ, OPEN_EXISTING);
+      : m_id(id), m_size(0),
+        m_handle(OpenColorProfileW(&description, PROFILE_READ, FILE_SHARE_READ, OPEN_EXISTING)) {
     if (!m_handle) throw WinError(L"OpenColorProfile", GetLastError());
-    try {
-      // The size the header gives is checked against the data before any
-      // allocation, and the buffer has room for all the data: the system
-      // copies what it holds, not what the header counts (Wine does so).
-      DWORD reported = 0;
-      GetColorProfileFromHandle(m_handle, nullptr, &reported);
-      const std::uint32_t available = sourceSize(description);
-      if (reported > available) throw std::logic_error("ICC data too short");
-      m_data = new unsigned char[available ? available : 1];
-      DWORD size = available;
-      if (!GetColorProfileFromHandle(m_handle, m_data, &size))
-        throw WinError(L"GetColorProfileFromHandle", GetLastError());
-      m_size = size < available ? size : available;
-      PROFILEHEADER header;
-      if (!GetColorProfileHeader(m_handle, &header)) throw WinError(L"GetColorProfileHeader", GetLastError());
-      m_colourSpace = signatureText(header.phDataColorSpace);
-      m_class = signatureText(header.phClass);
-      m_manufacturer = textTag(m_handle, m_size, L"dmnd");
-      m_model = textTag(m_handle, m_size, L"dmdd");
-      m_description = textTag(m_handle, m_size, L"desc");
-    } catch (...) {
-      release();
-      throw;
-    }
+    // The size the header gives is checked against the data before any
+    // allocation, and the buffer has room for all the data: the system
+    // copies what it holds, not what the header counts (Wine does so).
+    const HPROFILE profile = m_handle.get();
+    DWORD reported = 0;
+    GetColorProfileFromHandle(profile, nullptr, &reported);
+    const std::uint32_t available = sourceSize(description);
+    if (reported > available) throw std::logic_error("ICC data too short");
+    m_data = std::make_unique<unsigned char[]>(available ? available : 1);
+    DWORD size = available;
+    if (!GetColorProfileFromHandle(profile, m_data.get(), &size))
+      throw WinError(L"GetColorProfileFromHandle", GetLastError());
+    m_size = size < available ? size : available;
+    PROFILEHEADER header;
+    if (!GetColorProfileHeader(profile, &header)) throw WinError(L"GetColorProfileHeader", GetLastError());
+    m_colourSpace = signatureText(header.phDataColorSpace);
+    m_class = signatureText(header.phClass);
+    m_manufacturer = textTag(profile, m_size, L"dmnd");
+    m_model = textTag(profile, m_size, L"dmdd");
+    m_description = textTag(profile, m_size, L"desc");
   }
-  ~ColourProfileImp() override { release(); }
 
   ColourProfileId profileId() const override { return m_id; }
   std::wstring colourSpace() const override { return m_colourSpace; }
@@ -186,46 +183,29 @@ public:
   }
   const unsigned char* data(std::size_t& size) const override {
     size = m_size;
-    return m_data;
+    return m_data.get();
   }
-  HPROFILE handle() const override { return m_handle; }
+  HPROFILE handle() const override { return m_handle.get(); }
 
 private:
-  // Closes the profile without disturbing GetLastError, and frees the bytes.
-  void release() noexcept {
-    if (m_handle) {
-      const DWORD saved = GetLastError();
-      CloseColorProfile(m_handle);
-      SetLastError(saved);
-      m_handle = nullptr;
-    }
-    delete[] m_data;
-    m_data = nullptr;
-  }
-
   ColourProfileId m_id;
-  unsigned char* m_data;
+  std::unique_ptr<unsigned char[]> m_data;
   std::uint32_t m_size;
   std::wstring m_colourSpace;
   std::wstring m_class;
   std::wstring m_manufacturer;
   std::wstring m_model;
   std::wstring m_description;
-  HPROFILE m_handle;
+  internal::UniqueColourProfile m_handle;
 };
 
 class ColourTransformImp final : public ColourTransform {
 public:
-  explicit ColourTransformImp(HTRANSFORM handle) : m_handle(handle) {}
-  ~ColourTransformImp() override {
-    const DWORD saved = GetLastError();
-    DeleteColorTransform(m_handle);
-    SetLastError(saved);
-  }
-  HTRANSFORM handle() const override { return m_handle; }
+  explicit ColourTransformImp(internal::UniqueColourTransform handle) noexcept : m_handle(std::move(handle)) {}
+  HTRANSFORM handle() const override { return m_handle.get(); }
 
 private:
-  HTRANSFORM m_handle;
+  internal::UniqueColourTransform m_handle;
 };
 
 Handle<ColourProfile> open(ColourProfileId id, PROFILE& description) {
@@ -242,14 +222,10 @@ Handle<ColourProfile> openFile(ColourProfileId id, const std::wstring& fileName)
 
 Handle<ColourTransform> transform(RenderingIntent intent, HPROFILE* profiles, DWORD count) {
   DWORD intents[1] = {static_cast<DWORD>(intent)};
-  HTRANSFORM t = CreateMultiProfileTransform(profiles, count, intents, 1, BEST_MODE, INDEX_DONT_CARE);
+  internal::UniqueColourTransform t(
+      CreateMultiProfileTransform(profiles, count, intents, 1, BEST_MODE, INDEX_DONT_CARE));
   if (!t) throw WinError(L"CreateMultiProfileTransform", GetLastError());
-  try {
-    return Handle<ColourTransform>(new ColourTransformImp(t));
-  } catch (...) {
-    DeleteColorTransform(t);
-    throw;
-  }
+  return Handle<ColourTransform>(new ColourTransformImp(std::move(t)));
 }
 
 [[noreturn]] void illegalId() { throw std::logic_error("Illegal value of QOR::ColourProfileId"); }

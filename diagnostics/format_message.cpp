@@ -3,6 +3,8 @@
 
 #include <qorcor14/text/strings.h>
 
+#include "common/unique_resource.h"
+
 #include <windows.h>
 #include <oaidl.h>
 #include <oleauto.h>
@@ -26,30 +28,23 @@ constexpr DWORD neutralLanguage = 1024;
 // IErrorInfo, spelled out so that the DLL need not link libuuid for one id.
 constexpr IID errorInfoId = {0x1cf2b120, 0x547d, 0x101b, {0x8e, 0x65, 0x08, 0x00, 0x2b, 0x2b, 0xd1, 0x19}};
 
-// Owners that release what the system hands out even when copying the text
-// runs out of memory.
-struct LocalText {
-  wchar_t* text = nullptr;
-  ~LocalText() { if (text) LocalFree(text); }
+// What the system hands out is owned, so that it is released even when
+// copying the text runs out of memory.
+struct ErrorInfoTraits {
+  using type = IErrorInfo*;
+  static constexpr type invalid() noexcept { return nullptr; }
+  static void close(type info) noexcept { info->Release(); }
 };
-struct ErrorInfo {
-  IErrorInfo* info = nullptr;
-  ~ErrorInfo() { if (info) info->Release(); }
-};
-struct Description {
-  BSTR text = nullptr;
-  ~Description() { SysFreeString(text); }
-};
+using UniqueErrorInfo = QOR::internal::UniqueResource<ErrorInfoTraits>;
 
 // The description `object` offers through IErrorInfo; false when it offers
 // none. A successful GetDescription counts even when its text is empty.
 bool describedBy(IUnknown* object, std::wstring& description) {
-  ErrorInfo error;
-  if (FAILED(object->QueryInterface(errorInfoId, reinterpret_cast<void**>(&error.info))) || !error.info)
-    return false;
-  Description got;
-  if (FAILED(error.info->GetDescription(&got.text))) return false;
-  if (got.text) description = got.text;
+  UniqueErrorInfo error;
+  if (FAILED(object->QueryInterface(errorInfoId, reinterpret_cast<void**>(error.put()))) || !error) return false;
+  QOR::internal::UniqueBstr text;
+  if (FAILED(error.get()->GetDescription(text.put()))) return false;
+  if (text) description = text.get();
   return true;
 }
 
@@ -57,11 +52,11 @@ bool describedBy(IUnknown* object, std::wstring& description) {
 
 std::wstring formatMessage(unsigned long error, const wchar_t* module) {
   HMODULE source = module ? GetModuleHandleW(module) : nullptr;
-  LocalText buffer;
+  QOR::internal::UniqueLocalMemory<wchar_t*> buffer;
   const DWORD length = FormatMessageW(module ? fromModuleFlags : fromSystemFlags, source, error, neutralLanguage,
-                                      reinterpret_cast<wchar_t*>(&buffer.text), 0, nullptr);
+                                      reinterpret_cast<wchar_t*>(buffer.put()), 0, nullptr);
   if (length == 0) return L"Error " + std::to_wstring(error);
-  return std::wstring(buffer.text, length);
+  return std::wstring(buffer.get(), length);
 }
 
 std::wstring formatMessage(long hr, IUnknown* object) {

@@ -3,6 +3,8 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/platform/process.h>
 
+#include "common/unique_resource.h"
+
 #include <windows.h>
 #include <shellapi.h>
 
@@ -24,6 +26,14 @@ namespace {
 
 // The largest block Windows Error Reporting takes.
 constexpr std::size_t kWerMaxBlock = 64 * 1024;
+
+// A block registered with Windows Error Reporting, unregistered on close.
+struct WerBlockTraits {
+  using type = void*;
+  static constexpr type invalid() noexcept { return nullptr; }
+  static void close(type address) noexcept { WerUnregisterMemoryBlock(address); }
+};
+using UniqueWerBlock = QOR::internal::UniqueResource<WerBlockTraits>;
 
 // Throws the misuse text when name is not a bare file name.
 void checkBareName(const std::wstring& name, const char* what) {
@@ -118,17 +128,12 @@ WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(WerRegisteredMemoryBlock&& ot
 
 WerRegisteredMemoryBlock& WerRegisteredMemoryBlock::operator=(WerRegisteredMemoryBlock&& other) noexcept {
   if (this != &other) {
-    if (m_address) WerUnregisterMemoryBlock(m_address);
-    m_address = std::exchange(other.m_address, nullptr);
+    // The block held before is unregistered as the other one's is taken.
+    UniqueWerBlock replaced(std::exchange(m_address, std::exchange(other.m_address, nullptr)));
   }
   return *this;
 }
 
-WerRegisteredMemoryBlock::~WerRegisteredMemoryBlock() {
-  if (!m_address) return;
-  const DWORD error = GetLastError();
-  WerUnregisterMemoryBlock(m_address);
-  SetLastError(error);
-}
+WerRegisteredMemoryBlock::~WerRegisteredMemoryBlock() { UniqueWerBlock unregistering(m_address); }
 
 }  // namespace QOR

@@ -1,8 +1,9 @@
 // Registry keys: opening, typed reads, writes and deletion, never throwing.
 #include <qorcor14/platform/registry.h>
 
-#include <shlwapi.h>
+#include "common/unique_resource.h"
 
+#include <shlwapi.h>
 
 namespace {
 
@@ -74,23 +75,18 @@ void RegKey::initialize(HKEY root, const std::wstring& rootName, const std::wstr
 }
 
 RegKey::~RegKey() {
-  if (m_key) {
-    // Closing must not disturb the caller's view of the last error.
-    const DWORD lastError = GetLastError();
-    RegCloseKey(m_key);
-    SetLastError(lastError);
-  }
+  // Closing must not disturb the caller's view of the last error.
+  QOR::internal::UniqueRegKey closing(m_key);
 }
 
 std::wstring RegKey::errorMessage() const {
   std::wstring message = m_name;
   if (m_error == ERROR_SUCCESS) return message;
-  wchar_t* text = nullptr;
+  QOR::internal::UniqueLocalMemory<wchar_t*> text;
   const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr,
                                  static_cast<DWORD>(m_error), MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT),
-                                 reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-  if (n != 0 && text) message.append(L"\r\n").append(text, n);
-  if (text) LocalFree(text);
+                                 reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
+  if (n != 0 && text) message.append(L"\r\n").append(text.get(), n);
   return message;
 }
 

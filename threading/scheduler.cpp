@@ -5,7 +5,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include "internal/scoped_handle.h"
+#include "common/unique_resource.h"
 
 #include <windows.h>
 #include <objbase.h>
@@ -16,14 +16,14 @@
 
 namespace QOR::Threading {
 
-using internal::ScopedHandle;
+using QOR::internal::UniqueHandle;
 
 namespace {
 
 constexpr unsigned kWorkerStackBytes = 262144;
 
 // Takes a handle field's value out of the object and closes it.
-void closeField(void*& field) { ScopedHandle(std::exchange(field, nullptr)); }
+void closeField(void*& field) { UniqueHandle(std::exchange(field, nullptr)); }
 
 }  // namespace
 
@@ -58,8 +58,8 @@ void SchedulerBase::startThread() {
     // box runs a message loop, and a handler that queues work meanwhile must
     // find the scheduler idle and start the one new worker, not report the
     // dead one again.
-    ScopedHandle deadWake(std::exchange(m_wakeEvent, nullptr));
-    ScopedHandle deadThread(std::exchange(m_thread, nullptr));
+    UniqueHandle deadWake(std::exchange(m_wakeEvent, nullptr));
+    UniqueHandle deadThread(std::exchange(m_thread, nullptr));
     lock.unlock();
     MessageBoxW(nullptr, L"Thread exited unexpectedly", getWCS(threadName()).c_str(), MB_ICONINFORMATION);
     lock.lock();
@@ -90,7 +90,7 @@ unsigned __stdcall SchedulerBase::threadMain(void* scheduler) {
   // field, signals the event and closes it, and the worker leaves at its next
   // look at the field. Its copy cannot be closed (or its value reused) under
   // a pending wait.
-  ScopedHandle wake;
+  UniqueHandle wake;
   for (;;) {
     {
       ReadWriteLockExclusive lock(self->m_lock);
@@ -100,7 +100,7 @@ unsigned __stdcall SchedulerBase::threadMain(void* scheduler) {
         if (!DuplicateHandle(GetCurrentProcess(), self->m_wakeEvent, GetCurrentProcess(), &copy, 0, FALSE,
                              DUPLICATE_SAME_ACCESS))
           break;
-        wake = ScopedHandle(copy);
+        wake = UniqueHandle(copy);
       }
     }
     if (WaitForSingleObject(wake.get(), INFINITE) != WAIT_OBJECT_0) break;
@@ -132,7 +132,7 @@ void SchedulerBase::doCancelCurrentTask(ReadWriteLock<268435456, -1>& lock, bool
   if (setCancelled) m_cancelled = true;
   taskInProgress()->interrupt();
   if (!waiter) return;
-  ScopedHandle done(CreateEventW(nullptr, FALSE, FALSE, nullptr));
+  UniqueHandle done(CreateEventW(nullptr, FALSE, FALSE, nullptr));
   if (!done) return;  // nothing to wait on: as if no waiter was given
   m_doneEvent = done.get();
   // The worker takes the lock to signal the event, so it is let go for the
@@ -145,7 +145,7 @@ void SchedulerBase::doCancelCurrentTask(ReadWriteLock<268435456, -1>& lock, bool
     try {
       lock.lock();
     } catch (...) {
-      done.release();
+      static_cast<void>(done.release());  // m_doneEvent keeps it
       throw;
     }
     m_doneEvent = nullptr;
@@ -168,7 +168,7 @@ bool SchedulerBase::finish(Waiter const& waiter) {
       task->interrupt();
     }
     if (m_wakeEvent) {
-      ScopedHandle wake(std::exchange(m_wakeEvent, nullptr));
+      UniqueHandle wake(std::exchange(m_wakeEvent, nullptr));
       SetEvent(wake.get());
     }
   }

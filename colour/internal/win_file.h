@@ -4,7 +4,7 @@
 
 #include <qorcor14/errors.h>
 
-#include "threading/internal/scoped_handle.h"
+#include "common/unique_resource.h"
 
 #include <windows.h>
 
@@ -21,7 +21,7 @@ public:
   WinFile(const std::wstring& name, DWORD access, DWORD share, DWORD disposition) {
     const HANDLE h = CreateFileW(name.c_str(), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
     if (h == INVALID_HANDLE_VALUE) throw WinError(L"CreateFile", GetLastError());
-    m_handle = Threading::internal::ScopedHandle(h);
+    m_handle.reset(h);
   }
 
   [[nodiscard]] std::uint64_t size() const {
@@ -43,7 +43,7 @@ public:
   }
 
 private:
-  Threading::internal::ScopedHandle m_handle;
+  internal::UniqueHandle m_handle;
 };
 
 } // namespace QOR::detail

@@ -7,6 +7,8 @@
 
 #include <qorcor14/text/strings.h>
 
+#include "common/unique_resource.h"
+
 #include <windows.h>
 #include <shellapi.h>
 
@@ -78,9 +80,8 @@ std::wstring enableDebug(const char* arg) {
   std::wstring file;
   if (arg[7] == '=') {
     int count = 0;
-    if (LPWSTR* wide = CommandLineToArgvW(GetCommandLineW(), &count)) {
-      if (count > 1) file = std::wstring(wide[1]).substr(8);
-      LocalFree(wide);
+    if (const QOR::internal::UniqueLocalMemory<LPWSTR*> wide(CommandLineToArgvW(GetCommandLineW(), &count)); wide) {
+      if (count > 1) file = std::wstring(wide.get()[1]).substr(8);
     }
     if (file.empty()) return std::wstring();
   } else {

@@ -2,6 +2,8 @@
 
 #include <qorcor14/text/strings.h>
 
+#include "common/unique_resource.h"
+
 #include <windows.h>
 #include <shellapi.h>
 
@@ -21,9 +23,8 @@ void print(const std::wstring& text) {
 std::vector<std::wstring> wideArguments(const Args& narrow) {
   std::vector<std::wstring> out;
   int count = 0;
-  if (LPWSTR* argv = CommandLineToArgvW(GetCommandLineW(), &count)) {
-    for (int i = firstArgument; i < count; ++i) out.emplace_back(argv[i]);
-    LocalFree(argv);
+  if (const QOR::internal::UniqueLocalMemory<LPWSTR*> argv(CommandLineToArgvW(GetCommandLineW(), &count)); argv) {
+    for (int i = firstArgument; i < count; ++i) out.emplace_back(argv.get()[i]);
     if (out.size() == narrow.size()) return out;
     out.clear();
   }
