@@ -322,7 +322,7 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
 
   std::wstring all;
   for (std::size_t i = 3; i < size; ++i)
-    all += data[i] < 0x80 ? static_cast<wchar_t>(data[i]) : data[i] < 0x90 ? kSpecial[data[i] - 0x80] : static_cast<wchar_t>(data[i]);
+    all += data[i] >= 0x80 && data[i] < 0x90 ? kSpecial[data[i] - 0x80] : static_cast<wchar_t>(data[i]);
   const std::size_t columnLength = headed ? std::min<std::size_t>(data[2], all.size()) : 0;
   const std::wstring columns = all.substr(0, columnLength);
   const std::wstring text = all.substr(columnLength);
@@ -376,6 +376,6 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
   Fields fields;
   while (read.size() <= limit && reader.next(fields)) read.push_back(fields);
   const Records readerExpected = expect(readerChunks);
-  qorfuzz::fuzzCheck(masked(read, readerExpected) == readerExpected, "CSVRecordReader's records differ from the reference");
+  qorfuzz::fuzzCheck(masked(read, readerExpected) == readerExpected, "CSVRecordReader differs from the reference");
   qorfuzz::fuzzCheck(!reader.next(fields), "CSVRecordReader gave a record after its end");
 }
