@@ -6,6 +6,7 @@
 #include <qormsg.h>
 
 #include <windows.h>
+#include <shlwapi.h>
 #include <urlmon.h>
 
 #include <algorithm>
@@ -186,6 +187,21 @@ bool startsWithScheme(std::wstring_view text) {
   return i >= 2 && i < text.size() && text[i] == L':';
 }
 
+// The longest URL the system's download functions take, NUL included
+// (INTERNET_MAX_URL_LENGTH); Wine's overran a buffer on longer file URLs.
+constexpr std::size_t kLongestUrl = 2084;
+
+// The cache names its file after the URL's extension as PathFindExtensionW
+// finds it (everything after the last '.' that no '\' or blank follows, so
+// "http://example.com/a/b" has ".com/a/b"), in UTF-8, in a MAX_PATH buffer
+// with "[n]" or eight characters and a NUL beside it; Wine's overran that
+// buffer on longer ones.
+constexpr std::size_t kLongestExtension = MAX_PATH - 10;
+
+bool downloadTakes(const std::wstring& url) {
+  return url.size() < kLongestUrl && utf8(std::wstring(PathFindExtensionW(url.c_str()))).size() <= kLongestExtension;
+}
+
 }  // namespace
 
 bool isURL(const std::wstring& text) { return startsWithScheme(text); }
@@ -288,6 +304,7 @@ std::wstring cleanupUrl(const std::wstring& text) {
 std::wstring downloadUrlToCache(const std::wstring& url) {
   // The system would read a URL with a NUL inside as the part before it.
   if (!isURL(url) || url.find(L'\0') != std::wstring::npos) throwNotAUrl(url);
+  if (!downloadTakes(url)) throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));
   wchar_t file[MAX_PATH + 1] = {};
   const HRESULT hr = URLDownloadToCacheFileW(nullptr, url.c_str(), file, MAX_PATH, 0, nullptr);
   if (FAILED(hr) || file[0] == L'\0') throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));

@@ -339,6 +339,15 @@ TEST(Urls, DownloadUrlToCacheCopiesAFileUrlAndNamesTheUrlOnFailure) {
   EXPECT_EQ(qortest::errorText([&] { (void)downloadUrlToCache(missing); }),
             L"Cannot download \"" + missing + L"\" to the cache.");
   EXPECT_EQ(qortest::errorText([] { (void)downloadUrlToCache(L"no url"); }), L"\"no url" + kNotUrl);
+  EXPECT_EQ(qortest::errorText([] { (void)downloadUrlToCache(std::wstring(L"file:///a\0b", 11)); }),
+            L"\"file:///a" + kNotUrl);
+  // Longer than the system takes (Wine's download overran a buffer on each);
+  // "http://h:9/x.eee" has the extension ".eee", "file:///C:/aaa" none.
+  for (const std::wstring& url :
+       {L"http://localhost:9/x." + std::wstring(300, L'e'), L"file:///C:/" + std::wstring(2200, L'a')}) {
+    SCOPED_TRACE(url.size());
+    EXPECT_EQ(qortest::errorText([&] { (void)downloadUrlToCache(url); }), L"Cannot download \"" + url + L"\" to the cache.");
+  }
 }
 
 }  // namespace

@@ -84,8 +84,11 @@
 
 // Downloads `url` into the internet cache with URLDownloadToCacheFileW and
 // returns the name of the cache file. Throws QOR::QorError with text 278 when
-// url is not a URL (or holds a NUL), and with text 280 when the download fails (a missing
-// file, no network, a refused request).
+// url is not a URL (or holds a NUL), and with text 280 when the download
+// fails (a missing file, no network, a refused request) or the system cannot
+// take the URL: 2084 units or more (INTERNET_MAX_URL_LENGTH), or an extension
+// as PathFindExtensionW finds it, which names the cache file, of more than
+// 250 bytes in UTF-8. Such URLs are never handed to the system.
 //
 // Example:
 //   std::wstring local = downloadUrlToCache(L"file:///C:/data/points.csv");
