@@ -108,12 +108,14 @@ bool mayBeShort(const std::wstring& s, std::size_t begin, std::size_t end) {
          s.begin() + static_cast<std::ptrdiff_t>(end);
 }
 
-// The longest answer GetLongPathNameW could give for name: a component that
-// may be a short name may stand for a long name of 255 units.
+// The longest answer GetLongPathNameW could give for name, up to
+// kLongPathBuffer (the sum stops there): a component that may be a short
+// name may stand for a long name of 255 units.
 std::size_t longestLongForm(const std::wstring& name) {
-  std::size_t total = name.size();
+  std::size_t total = std::min(name.size(), kLongPathBuffer);
   forEachComponent(name, [&](std::size_t begin, std::size_t end) {
-    if (end - begin < kLongestComponent && mayBeShort(name, begin, end)) total += kLongestComponent - (end - begin);
+    if (end - begin < kLongestComponent && mayBeShort(name, begin, end))
+      total = std::min(total + (kLongestComponent - (end - begin)), kLongPathBuffer);
   });
   return total;
 }
