@@ -104,9 +104,11 @@ void drawFromFencedCopy(const std::uint8_t* data, std::size_t size) {
   VirtualProtect(block + room, page, PAGE_NOACCESS, &old);
   std::uint8_t* copy = block + room - size;
   std::memcpy(copy, data, size);
-  const auto* header = reinterpret_cast<const BITMAPINFO*>(copy + 14);
-  const HBITMAP drawn =
-      CreateDIBitmap(scratch().dc, &header->bmiHeader, CBM_INIT, copy + le32(copy + 10), header, DIB_RGB_COLORS);
+  // The headers follow the 14-byte file header, so they are not 4-aligned:
+  // only their addresses are formed here, and GDI reads them.
+  const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(copy + 14);
+  const auto* bitmapInfo = reinterpret_cast<const BITMAPINFO*>(copy + 14);
+  const HBITMAP drawn = CreateDIBitmap(scratch().dc, header, CBM_INIT, copy + le32(copy + 10), bitmapInfo, DIB_RGB_COLORS);
   if (drawn) DeleteObject(drawn);
   VirtualFree(block, 0, MEM_RELEASE);
 }
