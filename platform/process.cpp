@@ -71,7 +71,9 @@ HINSTANCE__* LoadSystemLibrary(const std::wstring& name) {
   // for its dependencies.
   std::wstring dir(MAX_PATH, L'\0');
   const UINT n = GetSystemDirectoryW(dir.data(), MAX_PATH);
-  if (n == 0 || n >= MAX_PATH) throw WinError(L"GetSystemDirectoryW", GetLastError());
+  if (n == 0) throw WinError(L"GetSystemDirectoryW", GetLastError());
+  // A longer folder is no failure of the call: it says so by its answer.
+  if (n >= MAX_PATH) throw WinError(L"GetSystemDirectoryW", ERROR_INSUFFICIENT_BUFFER);
   dir.resize(n);
   return loadLibrary(dir + L'\\' + name, LOAD_LIBRARY_SEARCH_SYSTEM32);
 }

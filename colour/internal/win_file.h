@@ -39,7 +39,9 @@ public:
 
   void write(const void* p, std::uint32_t n) {
     DWORD put = 0;
-    if (!WriteFile(m_handle.get(), p, n, &put, nullptr) || put != n) throw WinError(L"WriteFile", GetLastError());
+    if (!WriteFile(m_handle.get(), p, n, &put, nullptr)) throw WinError(L"WriteFile", GetLastError());
+    // A short write succeeds as a call: the last error is not its own.
+    if (put != n) throw WinError(L"WriteFile", ERROR_WRITE_FAULT);
   }
 
 private:
