@@ -147,7 +147,9 @@ TEST(FileNames, AbsoluteFilenameReportsItsOwnError) {
       {std::wstring(L"C:\\a\0b", 6), ERROR_INVALID_NAME},
       {L"C:\\" + std::wstring(32764, L'a'), ERROR_FILENAME_EXCED_RANGE},
   };
-  for (const auto& [name, error] : cases) {
+  for (const auto& c : cases) {
+    const std::wstring& name = c.first;  // named: clang 14 cannot capture a structured binding
+    const auto error = c.second;
     SCOPED_TRACE(name.size());
     SetLastError(ERROR_FILE_NOT_FOUND);  // an earlier, unrelated failure
     EXPECT_EQ(qortest::errorText([&] { (void)absoluteFilename(name); }), failure(error));
