@@ -75,36 +75,36 @@ private:
   value_type m_value = Traits::invalid();
 };
 
-// Kernel objects (events, threads, files...) closed with CloseHandle.
-// Note: null is the empty value; a CreateFileW result must be checked
-// against INVALID_HANDLE_VALUE before it is owned.
-struct HandleTraits {
-  using type = HANDLE;
+// The part of a traits type shared by every kind here: the raw value T, of
+// which null means "nothing held". A kind adds only its close function.
+template <class T>
+struct NullIsEmpty {
+  using type = T;
   static constexpr type invalid() noexcept { return nullptr; }
+};
+
+// Kernel objects (events, threads, files...) closed with CloseHandle.
+// Note: a CreateFileW result must be checked against INVALID_HANDLE_VALUE
+// before it is owned.
+struct HandleTraits : NullIsEmpty<HANDLE> {
   static void close(type value) noexcept { CloseHandle(value); }
 };
 using UniqueHandle = UniqueResource<HandleTraits>;
 
 // Registry keys opened or created by the library, closed with RegCloseKey.
-struct RegKeyTraits {
-  using type = HKEY;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct RegKeyTraits : NullIsEmpty<HKEY> {
   static void close(type value) noexcept { RegCloseKey(value); }
 };
 using UniqueRegKey = UniqueResource<RegKeyTraits>;
 
 // Profiles from OpenColorProfileW, closed with CloseColorProfile.
-struct ColourProfileTraits {
-  using type = HPROFILE;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct ColourProfileTraits : NullIsEmpty<HPROFILE> {
   static void close(type value) noexcept { CloseColorProfile(value); }
 };
 using UniqueColourProfile = UniqueResource<ColourProfileTraits>;
 
 // Transforms from CreateMultiProfileTransform, freed with DeleteColorTransform.
-struct ColourTransformTraits {
-  using type = HTRANSFORM;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct ColourTransformTraits : NullIsEmpty<HTRANSFORM> {
   static void close(type value) noexcept { DeleteColorTransform(value); }
 };
 using UniqueColourTransform = UniqueResource<ColourTransformTraits>;
@@ -113,18 +113,14 @@ using UniqueColourTransform = UniqueResource<ColourTransformTraits>;
 // (FORMAT_MESSAGE_ALLOCATE_BUFFER, CommandLineToArgvW), freed with LocalFree.
 // Note: Pointer is the buffer's own type (wchar_t*, LPWSTR*).
 template <class Pointer>
-struct LocalMemoryTraits {
-  using type = Pointer;
-  static constexpr type invalid() noexcept { return nullptr; }
-  static void close(type value) noexcept { LocalFree(value); }
+struct LocalMemoryTraits : NullIsEmpty<Pointer> {
+  static void close(Pointer value) noexcept { LocalFree(value); }
 };
 template <class Pointer>
 using UniqueLocalMemory = UniqueResource<LocalMemoryTraits<Pointer>>;
 
 // Strings COM hands out as BSTR, freed with SysFreeString.
-struct BstrTraits {
-  using type = BSTR;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct BstrTraits : NullIsEmpty<BSTR> {
   static void close(type value) noexcept { SysFreeString(value); }
 };
 using UniqueBstr = UniqueResource<BstrTraits>;

@@ -30,9 +30,7 @@ constexpr IID errorInfoId = {0x1cf2b120, 0x547d, 0x101b, {0x8e, 0x65, 0x08, 0x00
 
 // What the system hands out is owned, so that it is released even when
 // copying the text runs out of memory.
-struct ErrorInfoTraits {
-  using type = IErrorInfo*;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct ErrorInfoTraits : QOR::internal::NullIsEmpty<IErrorInfo*> {
   static void close(type info) noexcept { info->Release(); }
 };
 using UniqueErrorInfo = QOR::internal::UniqueResource<ErrorInfoTraits>;

@@ -28,9 +28,7 @@ namespace {
 constexpr std::size_t kWerMaxBlock = 64 * 1024;
 
 // A block registered with Windows Error Reporting, unregistered on close.
-struct WerBlockTraits {
-  using type = void*;
-  static constexpr type invalid() noexcept { return nullptr; }
+struct WerBlockTraits : QOR::internal::NullIsEmpty<void*> {
   static void close(type address) noexcept { WerUnregisterMemoryBlock(address); }
 };
 using UniqueWerBlock = QOR::internal::UniqueResource<WerBlockTraits>;
