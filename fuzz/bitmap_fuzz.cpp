@@ -37,34 +37,14 @@ std::uint64_t rowBytes(std::uint64_t bitCount, std::uint64_t width) { return (bi
 
 // The input file, the saved copy, and a memory DC for the drawing code.
 struct Scratch {
-  std::wstring input, output;
-  HDC dc;
-  Scratch() : dc(CreateCompatibleDC(nullptr)) {
-    wchar_t temp[MAX_PATH + 1] = {};
-    GetTempPathW(MAX_PATH + 1, temp);
-    const std::wstring base = std::wstring(temp) + L"qor_bitmap_fuzz_" + std::to_wstring(GetCurrentProcessId());
-    input = base + L"_in.bmp";
-    output = base + L"_out.bmp";
-  }
-  ~Scratch() {
-    DeleteFileW(input.c_str());
-    DeleteFileW(output.c_str());
-    DeleteDC(dc);
-  }
+  qorfuzz::ScratchFile input{L"-bitmap-in.bmp"}, output{L"-bitmap-out.bmp"};
+  HDC dc = CreateCompatibleDC(nullptr);
+  ~Scratch() { DeleteDC(dc); }
 };
 
 const Scratch& scratch() {
   static const Scratch s;
   return s;
-}
-
-void writeFile(const std::wstring& name, const std::uint8_t* data, std::size_t size) {
-  const HANDLE h = CreateFileW(name.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  qorfuzz::fuzzCheck(h != INVALID_HANDLE_VALUE, "the scratch file cannot be created");
-  DWORD put = 0;
-  const BOOL ok = WriteFile(h, data, DWORD(size), &put, nullptr);
-  CloseHandle(h);
-  qorfuzz::fuzzCheck(ok && put == size, "the scratch file cannot be written");
 }
 
 // Everything the file format has the drawing code read lies inside the
@@ -94,15 +74,8 @@ void checkLayout(const DIBitmap& bmp, const std::uint8_t* data, std::size_t size
 // The drawing code reads the bitmap from a copy whose last byte is followed
 // by an inaccessible page: a read past the file faults.
 void drawFromFencedCopy(const std::uint8_t* data, std::size_t size) {
-  SYSTEM_INFO info;
-  GetSystemInfo(&info);
-  const std::size_t page = info.dwPageSize;
-  const std::size_t room = (size + page - 1) / page * page;
-  auto* block = static_cast<std::uint8_t*>(VirtualAlloc(nullptr, room + page, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE));
-  qorfuzz::fuzzCheck(block != nullptr, "no memory for the fenced copy");
-  DWORD old = 0;
-  VirtualProtect(block + room, page, PAGE_NOACCESS, &old);
-  std::uint8_t* copy = block + room - size;
+  auto* copy = static_cast<std::uint8_t*>(qorfuzz::roomBeforeGuardPage(size));
+  if (!copy) return;
   std::memcpy(copy, data, size);
   // The headers follow the 14-byte file header, so they are not 4-aligned:
   // only their addresses are formed here, and GDI reads them.
@@ -110,7 +83,6 @@ void drawFromFencedCopy(const std::uint8_t* data, std::size_t size) {
   const auto* bitmapInfo = reinterpret_cast<const BITMAPINFO*>(copy + 14);
   const HBITMAP drawn = CreateDIBitmap(scratch().dc, header, CBM_INIT, copy + le32(copy + 10), bitmapInfo, DIB_RGB_COLORS);
   if (drawn) DeleteObject(drawn);
-  VirtualFree(block, 0, MEM_RELEASE);
 }
 
 // A new DIBitmap from the input's width, height, bit count and colour count:
@@ -151,18 +123,18 @@ bool isLoadError(const char* what) {
 // Loads the file, checks what it accepts and round-trips it.
 void checkLoad(const std::uint8_t* data, std::size_t size) {
   const Scratch& files = scratch();
-  writeFile(files.input, data, size);
+  qorfuzz::writeWholeFile(files.input.name(), data, size);
   std::unique_ptr<DIBitmap> bmp;
   try {
-    bmp = loadBitmapFile(files.input);
+    bmp = loadBitmapFile(files.input.name());
   } catch (const std::logic_error& e) {
     qorfuzz::fuzzCheck(isLoadError(e.what()), "a load refused with a text the library does not give");
     return;
   }
   checkLayout(*bmp, data, size);
   drawFromFencedCopy(data, size);
-  saveBitmapFile(*bmp, files.output);
-  const auto back = loadBitmapFile(files.output);
+  saveBitmapFile(*bmp, files.output.name());
+  const auto back = loadBitmapFile(files.output.name());
   qorfuzz::fuzzCheck(back->fileSize() == bmp->fileSize() &&
                          std::memcmp(back->fileData(), bmp->fileData(), bmp->fileSize()) == 0,
                      "a saved bitmap loads back different");
@@ -176,8 +148,8 @@ qorfuzz::Seed saved(const char* name, unsigned width, int height, unsigned short
   for (std::size_t i = 54; i < bmp.fileSize(); ++i) file[i] = static_cast<std::uint8_t>(i * 37);
   bmp.header()->bmiHeader.biCompression = compression;
   if (compression == BI_BITFIELDS) bmp.header()->bmiHeader.biClrUsed = 0;  // the three slots hold the masks
-  saveBitmapFile(bmp, scratch().output);
-  qorfuzz::Seed seed = qorfuzz::seedFromFile(scratch().output);
+  saveBitmapFile(bmp, scratch().output.name());
+  qorfuzz::Seed seed = qorfuzz::seedFromFile(scratch().output.name());
   seed.name = name;
   return seed;
 }

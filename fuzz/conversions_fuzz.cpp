@@ -24,38 +24,20 @@
 
 namespace {
 
-// --- Memory with no-access pages on both sides ---------------------------------
+// --- Memory fenced by no-access pages -------------------------------------------
 
-class GuardedBlock {
-public:
-  GuardedBlock() {
-    m_base = static_cast<std::uint8_t*>(VirtualAlloc(nullptr, kSize + 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
-    DWORD old = 0;
-    VirtualProtect(m_base + kPage, kSize, PAGE_READWRITE, &old);
-  }
-  static constexpr std::size_t kPage = 4096, kSize = 1 << 20;
-
-  // Room for n objects of T ending at the guard page, or null when too big.
-  template <class T>
-  T* tail(std::size_t n) {
-    if (n > kSize / sizeof(T)) return nullptr;
-    return reinterpret_cast<T*>(m_base + kPage + kSize) - n;
-  }
-
-private:
-  std::uint8_t* m_base;
-};
-
-GuardedBlock& guarded() {
-  static GuardedBlock block;
-  return block;
+// Room for n objects of T ending at the guard page, or null when too big.
+template <class T>
+T* atGuardRoom(std::size_t n) {
+  if (n > (std::size_t{1} << 20) / sizeof(T)) return nullptr;
+  return static_cast<T*>(qorfuzz::roomBeforeGuardPage(n * sizeof(T)));
 }
 
 // A copy of s ending at the guard page (null when s is too long); it stays
 // there until the next copy.
 template <class C>
 const C* atGuard(const std::basic_string<C>& s) {
-  C* p = guarded().tail<C>(s.size());
+  C* p = atGuardRoom<C>(s.size());
   if (p) std::memcpy(p, s.data(), s.size() * sizeof(C));
   return p;
 }
@@ -282,7 +264,7 @@ void checkAnsi(const std::string& bytes, const std::wstring& units) {
 
 void checkPack(const std::wstring& units, std::size_t size) {
   // The wide copy: only the first unit that does not fit decides on a pair.
-  if (wchar_t* buf = guarded().tail<wchar_t>(size)) {
+  if (wchar_t* buf = atGuardRoom<wchar_t>(size)) {
     try {
       const std::size_t copied = packTo3(units, buf, size);
       qorfuzz::fuzzCheck(size > 0, "packTo3(wchar_t*) took a zero-size buffer");
@@ -297,7 +279,7 @@ void checkPack(const std::wstring& units, std::size_t size) {
   }
   // The code page copy: the longest prefix that ends between code points and
   // fits, found by converting every such prefix.
-  if (char* buf = guarded().tail<char>(size)) {
+  if (char* buf = atGuardRoom<char>(size)) {
     std::size_t best = 0;  // bytes of the longest prefix that fits
     std::string bestBytes;
     bool anyFits = units.empty();

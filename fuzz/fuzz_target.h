@@ -40,6 +40,30 @@ std::wstring hostPath(const std::wstring& path);
 // as seeds in name order; none when the folder is missing.
 std::vector<Seed> seedsFromFolder(const std::wstring& folder, const std::wstring& suffix = L"");
 
+// A file in the temporary folder for this run of the target, named by
+// `suffix` and the process id; deleted when the owner goes.
+class ScratchFile {
+public:
+  explicit ScratchFile(const std::wstring& suffix);
+  ~ScratchFile();
+  ScratchFile(const ScratchFile&) = delete;
+  ScratchFile& operator=(const ScratchFile&) = delete;
+
+  [[nodiscard]] const std::wstring& name() const { return m_name; }
+
+private:
+  std::wstring m_name;
+};
+
+// Replaces the file `name` with `size` bytes; fails the input when it cannot.
+void writeWholeFile(const std::wstring& name, const void* data, std::size_t size);
+
+// Room for `bytes` bytes that ends where an inaccessible page begins (and in
+// a block that starts after one), so that a read or write one byte too far
+// faults; null when more than 1 MiB is asked. The room is shared: it holds
+// what was put there only until the next call.
+void* roomBeforeGuardPage(std::size_t bytes);
+
 // Fails the current input: the driver reports `what`, saves the input and
 // stops (or, when replaying, fails the replay).
 [[noreturn]] void fail(const std::string& what);

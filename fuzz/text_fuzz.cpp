@@ -33,32 +33,14 @@ namespace {
 using Bytes = std::string;
 using Lines = std::vector<std::wstring>;
 
-std::wstring tempName(const wchar_t* what) {
-  wchar_t folder[MAX_PATH + 1];
-  GetTempPathW(MAX_PATH + 1, folder);
-  return std::wstring(folder) + L"qorfuzz-text-" + std::to_wstring(GetCurrentProcessId()) + what;
-}
-
 // The two scratch files, removed at exit.
 struct ScratchFiles {
-  const std::wstring in = tempName(L"-in.txt");
-  const std::wstring out = tempName(L"-out.txt");
-  ~ScratchFiles() {
-    DeleteFileW(in.c_str());
-    DeleteFileW(out.c_str());
-  }
+  qorfuzz::ScratchFile in{L"-text-in.txt"}, out{L"-text-out.txt"};
 };
 
 const ScratchFiles& scratch() {
   static const ScratchFiles files;
   return files;
-}
-
-void writeBytes(const std::wstring& name, const Bytes& bytes) {
-  FILE* f = _wfopen(name.c_str(), L"wb");
-  qorfuzz::fuzzCheck(f != nullptr, "cannot create the scratch file");
-  const bool whole = std::fwrite(bytes.data(), 1, bytes.size(), f) == bytes.size();
-  qorfuzz::fuzzCheck(std::fclose(f) == 0 && whole, "cannot write the scratch file");
 }
 
 Bytes readBytes(const std::wstring& name) {
@@ -265,8 +247,8 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
   const QOR::TextEncoding output = outputs[data[0] / 10 % 3];
   static const char* const marks[] = {"", "\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"};
   const Bytes file = Bytes(mode < 4 ? marks[mode] : "") + Bytes(reinterpret_cast<const char*>(data + 1), size - 1);
-  const std::wstring& name = scratch().in;
-  writeBytes(name, file);
+  const std::wstring& name = scratch().in.name();
+  qorfuzz::writeWholeFile(name, file.data(), file.size());
 
   const CodePage932 locale(mode == 9);
   const bool byName = mode < 4;
@@ -290,7 +272,7 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
   raw.reset();
 
   // The lines read, written again and read back.
-  const std::wstring& copy = scratch().out;
+  const std::wstring& copy = scratch().out.name();
   const std::unique_ptr<QOR::TextWriter> writer(QOR::TextWriter::create(copy, QOR::Create, output));
   for (const std::wstring& line : got.lines) writer->writeLine(line);
   writer->close();
