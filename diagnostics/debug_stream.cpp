@@ -5,6 +5,7 @@
 
 #include <qorcor14/stream/raw.h>
 #include <qorcor14/stream/text_file.h>
+#include <qorcor14/text/codepoint.h>
 #include <qorcor14/text/strings.h>
 #include <qorcor14/threading/lock.h>
 
@@ -33,6 +34,9 @@ std::atomic<long> g_activeState{0};
 // until the library unloads.
 bool g_initialised = false;
 QOR::TextWriter* g_target = nullptr;
+// Whether the target's encoding holds every character (UTF-16): then a
+// piece goes out in one write, as nothing in it can be refused.
+bool g_targetHoldsEverything = false;
 // The file under a writer made from the template (the writer does not own it).
 QOR::RawFileWriter* g_rawFile = nullptr;
 
@@ -93,6 +97,14 @@ private:
   // so that a character the file cannot hold is dropped alone. A failing disk
   // drops what it fails to take.
   static void writeOut(QOR::TextWriter& target, const wchar_t* first, const wchar_t* last) {
+    if (g_targetHoldsEverything && first != last) {
+      try {
+        target.write(std::wstring(first, last));
+      } catch (const std::exception&) {
+        // Diagnostics never fail their caller.
+      }
+      return;
+    }
     while (first != last) {
       const wchar_t* next = first;
       while (next != last && static_cast<unsigned>(*next) < 0x80u) ++next;
@@ -106,8 +118,8 @@ private:
     }
   }
 
-  static bool isLeadingSurrogate(wchar_t u) { return (static_cast<unsigned>(u) & 0xFC00u) == 0xD800u; }
-  static bool isTrailingSurrogate(wchar_t u) { return (static_cast<unsigned>(u) & 0xFC00u) == 0xDC00u; }
+  static bool isLeadingSurrogate(wchar_t u) { return isSurrogateA(static_cast<unsigned short>(u)); }
+  static bool isTrailingSurrogate(wchar_t u) { return isSurrogateB(static_cast<unsigned short>(u)); }
 
   // Moves the units of [first, last) that the writer accepts to the front,
   // pairs whole, and returns their new end.
@@ -154,6 +166,7 @@ bool openNumbered(const std::wstring& pattern) {
   }
   std::unique_ptr<QOR::RawFileWriter> raw(QOR::rawCreate(name));
   g_target = QOR::TextWriter::create(*raw, QOR::UTF16le, true);
+  g_targetHoldsEverything = true;
   g_rawFile = raw.release();
   return true;
 }
