@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <stdexcept>
 #include <thread>
 
@@ -81,11 +82,13 @@ TEST(Scheduler, FinishIsFalseForAKilledWorkerAndTrueWhenTheWaiterGivesUp) {
   EXPECT_TRUE(renderer.workerEnded());  // it was told to end all the same
 }
 
-// Closes "QOR::Draw" boxes with IDOK; past the deadline posts WM_QUIT so a
-// missing box fails instead of hanging.
+// Closes "QOR::Draw" boxes with IDOK once `ready` holds (or the deadline has
+// passed); past the deadline posts WM_QUIT so a missing box fails instead of
+// hanging.
 class BoxCloser {
 public:
-  explicit BoxCloser(DWORD uiThread) : m_ui(uiThread), m_thread([this] { run(); }) {}
+  explicit BoxCloser(DWORD uiThread, std::function<bool()> ready = [] { return true; })
+      : m_ui(uiThread), m_ready(std::move(ready)), m_thread([this] { run(); }) {}
   ~BoxCloser() {
     m_stop = true;
     m_thread.join();
@@ -98,14 +101,15 @@ private:
     const auto deadline = std::chrono::steady_clock::now() + kDeadline;
     while (!m_stop) {
       HWND box = FindWindowW(L"#32770", L"QOR::Draw");
-      if (box && box != m_last) {  // a closed box lingers until its loop ends
+      const bool late = std::chrono::steady_clock::now() > deadline;
+      if (box && box != m_last && (late || m_ready())) {  // a closed box lingers until its loop ends
         wchar_t text[64] = {};
         GetDlgItemTextW(box, 0xFFFF, text, 64);
         textMatched = std::wstring(text) == L"Thread exited unexpectedly";
-        SendMessageW(box, WM_COMMAND, IDOK, 0);
         m_last = box;
-        ++closed;
-      } else if (!box && closed == 0 && std::chrono::steady_clock::now() > deadline) {
+        ++closed;  // before the box can return: the test may look at once
+        SendMessageW(box, WM_COMMAND, IDOK, 0);
+      } else if (!box && closed == 0 && late) {
         PostThreadMessageW(m_ui, WM_QUIT, 0, 0);
         return;
       }
@@ -113,6 +117,7 @@ private:
     }
   }
   DWORD m_ui;
+  std::function<bool()> m_ready;
   HWND m_last = nullptr;
   std::atomic<bool> m_stop{false};
   std::thread m_thread;
@@ -152,10 +157,16 @@ TEST(Scheduler, WorkQueuedWhileTheDeadWorkerBoxShowsStartsOneWorker) {
   ASSERT_TRUE(log.waitFor("done first"));
   ASSERT_TRUE(renderer.killWorker(3));
 
-  Windows::onAppPlusOne = [&] { renderer.insert(nested); };
+  std::atomic<bool> handled{false};
+  Windows::onAppPlusOne = [&] {
+    renderer.insert(nested);
+    handled = true;
+  };
   PostMessageW(window, WM_APP + 1, 0, 0);  // dispatched by the box's loop
   {
-    BoxCloser closer(GetCurrentThreadId());
+    // A box closed before its loop takes the posted message never runs the
+    // handler: the closer waits for it.
+    BoxCloser closer(GetCurrentThreadId(), [&] { return handled.load(); });
     renderer.insert(second);
     ASSERT_TRUE(log.waitFor("done second"));
     ASSERT_TRUE(log.waitFor("done nested"));
