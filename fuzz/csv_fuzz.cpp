@@ -5,7 +5,8 @@
 //
 // Input: three control bytes, then the text, one unit per byte: bytes below
 // 0x80 as they are, 0x80..0x8F as the units in kSpecial (line ends, white
-// space, surrogates), 0x90..0xFF as U+0090..U+00FF.
+// space, surrogates), 0x90..0xFF as U+0090..U+00FF, or (bit 6 of byte 0) as
+// U+0100..U+016F, whose low bytes include the comma, the quote, LF and CR.
 //   byte 0, bit 0     headed: the first (byte 2) units of the text are the
 //                     column line, the rest the data
 //           bits 1-2  the vector of each call: the same one, a new one (empty
@@ -16,9 +17,11 @@
 //                     LF after it in the chunk, as the parser requires)
 //           bit 5     after a record: an empty string, or the same chunk
 //                     again (an empty string when it ends with a CR)
+//           bit 6     0x90..0xFF: U+0090..U+00FF or U+0100..U+016F
 //   byte 1            seeds the random choices
 // The seeds are the files of fuzz/seeds/csv (see make_seeds.sh there).
 #include "fuzz_target.h"
+#include "tests/support/csv_reference.h"
 
 #include <qorcor14/stream/csv.h>
 #include <qorcor14/text/codepoint.h>
@@ -31,127 +34,13 @@
 
 namespace {
 
-using Fields = std::vector<std::wstring>;
-using Records = std::vector<Fields>;
+using qortest::Fields;
+using qortest::ReferenceParser;
+using qortest::Records;
 
 // The units of bytes 0x80..0x8F; 0x85 stays U+0085, as in ISO-8859-1.
 constexpr wchar_t kSpecial[16] = {0x2028, 0x2029, 0x3000, 0xFEFF, 0xD83D, 0x0085, 0xDE00, 0xDC00,
                                   0xD800, 0x00A0, 0x4E2D, 0x000B, 0x1680, 0x200B, 0xFFFF, 0x000C};
-
-// The reference: every field and line-end rule, one code point at a time.
-class ReferenceParser {
-public:
-  // Parses the whole of `text`; complete records go to `records`.
-  void parse(const std::wstring& text) {
-    std::size_t i = 0;
-    while (i < text.size()) {
-      const std::size_t from = i;
-      unsigned int c = static_cast<unsigned short>(text[i++]);
-      if (c >= 0xD800 && c < 0xDC00 && i < text.size() && (text[i] & 0xFC00) == 0xDC00)
-        c = 0x10000 + ((c - 0xD800) << 10) + (static_cast<unsigned short>(text[i++]) - 0xDC00);
-      const std::wstring units = text.substr(from, i - from);
-      if (isLineEnd(c) && m_state != quoted) {
-        if (m_state == afterSeparator) m_fields.emplace_back();
-        else if (m_state != recordStart) m_fields.back().resize(m_kept);
-        lineEnds.push_back(from);
-        if (c == 0x0D && i < text.size() && text[i] == L'\n') ++i;
-        records.push_back(m_fields);
-        m_fields.clear();
-        m_state = recordStart;
-        continue;
-      }
-      take(c, units);
-    }
-  }
-
-  // What closes a record left open at the end, as CSVRecordReader does: a
-  // line end, after a quote if inside a quoted field; nothing if none is open.
-  [[nodiscard]] std::wstring closer() const {
-    return m_state == recordStart ? L"" : m_state == quoted ? L"\"\n" : L"\n";
-  }
-  [[nodiscard]] const Fields& openFields() const { return m_fields; }
-
-  Records records;
-  std::vector<std::size_t> lineEnds;  // where each record's line end is
-
-private:
-  enum State { recordStart, afterSeparator, unquoted, quoted, quoteInQuoted, afterClosingQuote };
-
-  static bool isLineEnd(unsigned int c) {
-    return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
-  }
-  static bool isWhite(unsigned int c) {
-    const unsigned cls = unicodeClass(CodePoint::codePoint(c));
-    return cls == 10 || cls == 11 || cls == 12 || (c >= 0x09 && c <= 0x0D) || c == 0xFEFF;
-  }
-
-  void take(unsigned int c, const std::wstring& units) {
-    switch (m_state) {
-      case recordStart:
-      case afterSeparator:
-        if (isWhite(c)) return;
-        if (c == L',') {
-          m_fields.emplace_back();
-          m_state = afterSeparator;
-        } else if (c == L'"') {
-          m_fields.emplace_back();
-          m_kept = 0;
-          m_state = quoted;
-        } else {
-          m_fields.push_back(units);
-          m_kept = units.size();
-          m_state = unquoted;
-        }
-        return;
-      case unquoted:
-        if (c == L',') {
-          m_fields.back().resize(m_kept);
-          m_state = afterSeparator;
-        } else {
-          m_fields.back() += units;
-          if (!isWhite(c)) m_kept = m_fields.back().size();
-        }
-        return;
-      case quoted:
-        takeQuoted(c, units);
-        return;
-      case quoteInQuoted:
-        if (c == L'"') {
-          m_kept = m_fields.back().size();
-          m_state = quoted;
-          return;
-        }
-        break;
-      case afterClosingQuote:
-        break;
-    }
-    if (isWhite(c)) {
-      m_fields.back() += units;
-      m_state = afterClosingQuote;
-    } else if (c == L',') {
-      m_fields.back().resize(m_kept);
-      m_state = afterSeparator;
-    } else {
-      m_kept = m_fields.back().size();
-      takeQuoted(c, units);
-    }
-  }
-
-  void takeQuoted(unsigned int c, const std::wstring& units) {
-    if (c == L'"') {
-      m_fields.back() += L'"';
-      m_state = quoteInQuoted;
-    } else {
-      m_fields.back() += units;
-      m_kept = m_fields.back().size();
-      m_state = quoted;
-    }
-  }
-
-  State m_state = recordStart;
-  Fields m_fields;
-  std::size_t m_kept = 0;
-};
 
 // A field whose content the reference does not know.
 const std::wstring kUnknown = L"\xFFFF unknown";
@@ -303,7 +192,9 @@ std::vector<qorfuzz::Seed> fuzzSeeds() {
     // vector, chunk and protocol choices taken in turn.
     for (const bool headed : {false, true}) {
       qorfuzz::Seed seed{file.name + (headed ? " headed" : " raw"), {}};
-      seed.bytes = {static_cast<std::uint8_t>(flags | (headed ? 1 : 0)), flags, static_cast<std::uint8_t>(header)};
+      const std::uint8_t high = flags & 2 ? 0x40 : 0;  // half the seeds with the units above U+00FF
+      seed.bytes = {static_cast<std::uint8_t>(flags | high | (headed ? 1 : 0)), flags,
+                    static_cast<std::uint8_t>(header)};
       seed.bytes.insert(seed.bytes.end(), file.bytes.begin(), file.bytes.end());
       seeds.push_back(std::move(seed));
       flags = static_cast<std::uint8_t>((flags + 2) & 0x3E);
@@ -320,9 +211,12 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
   const bool repeatChunk = data[0] >> 5 & 1;
   Random random{data[1] + 1u};
 
+  const unsigned highBase = data[0] & 0x40 ? 0x100 : 0x90;
   std::wstring all;
-  for (std::size_t i = 3; i < size; ++i)
-    all += data[i] >= 0x80 && data[i] < 0x90 ? kSpecial[data[i] - 0x80] : static_cast<wchar_t>(data[i]);
+  for (std::size_t i = 3; i < size; ++i) {
+    const unsigned b = data[i];
+    all += static_cast<wchar_t>(b < 0x80 ? b : b < 0x90 ? kSpecial[b - 0x80] : highBase + (b - 0x90));
+  }
   const std::size_t columnLength = headed ? std::min<std::size_t>(data[2], all.size()) : 0;
   const std::wstring columns = all.substr(0, columnLength);
   const std::wstring text = all.substr(columnLength);

@@ -3,6 +3,9 @@
 
 #include <qorcor14/text/codepoint.h>
 
+#include <emmintrin.h>
+
+#include <bit>
 #include <cstdint>
 #include <utility>
 
@@ -32,12 +35,61 @@ constexpr bool isLineEnd(unsigned int c) {
 
 bool isWhite(unsigned int c) { return isUspace(CodePoint::codePoint(c)); }
 
+// Two mask bits per 16-bit lane, set where the lane is set.
+inline unsigned laneMask(__m128i lanes) { return static_cast<unsigned>(_mm_movemask_epi8(lanes)); }
+
+inline __m128i lanesEqual(__m128i x, unsigned int value) {
+  return _mm_cmpeq_epi16(x, _mm_set1_epi16(static_cast<short>(value)));
+}
+
+// Lanes in [low, high], read as unsigned.
+inline __m128i lanesWithin(__m128i x, unsigned int low, unsigned int high) {
+  const __m128i offset = _mm_sub_epi16(x, _mm_set1_epi16(static_cast<short>(low)));
+  return _mm_cmpeq_epi16(_mm_subs_epu16(offset, _mm_set1_epi16(static_cast<short>(high - low))),
+                         _mm_setzero_si128());
+}
+
+// The line ends of one unit: LF, FF and CR, U+0085, U+2028 and U+2029.
+inline __m128i lineEndLanes(__m128i x) {
+  const __m128i odd = _mm_or_si128(x, _mm_set1_epi16(1));  // FF and CR, U+2028 and U+2029 pairwise
+  return _mm_or_si128(_mm_or_si128(lanesEqual(x, 0x0A), lanesEqual(odd, 0x0D)),
+                      _mm_or_si128(lanesEqual(x, 0x85), lanesEqual(odd, 0x2029)));
+}
+
+// Lanes that are surely not white space (and no line end but U+0085): the
+// visible ASCII and C1 range, U+00A1..U+167F, and U+3001..U+FFFF without
+// U+FEFF (CJK and the surrogates among them). Other units are classified one
+// by one.
+inline __m128i plainLanes(__m128i x) {
+  const __m128i low = _mm_or_si128(lanesWithin(x, 0x21, 0x9F), lanesWithin(x, 0xA1, 0x167F));
+  const __m128i high = _mm_andnot_si128(lanesEqual(x, 0xFEFF), lanesWithin(x, 0x3001, 0xFFFF));
+  return _mm_or_si128(low, high);
+}
+
 // The next field of a record of `used` fields, empty: the string already at
 // that place in `record`, cleared, or a new one.
 std::wstring& newField(std::vector<std::wstring>& record, std::size_t& used) {
   if (used < record.size()) record[used].clear();
   else record.emplace_back();
   return record[used++];
+}
+
+// One unit of an unquoted run, as takeUnquotedRun reads it: false when it
+// ends the run; otherwise `kept` moves past it unless it is white space.
+inline bool extendsUnquoted(const wchar_t* at, const wchar_t*& kept) {
+  const unsigned int c = static_cast<unsigned int>(*at);
+  if (c < 0x80) {
+    if (c == L',' || c == 0x0A || c == 0x0C || c == 0x0D) return false;
+    if (c != 0x20 && (c < 0x09 || c > 0x0D)) kept = at + 1;
+  } else if (c < 0xA0) {
+    if (c == 0x85) return false;
+    kept = at + 1;  // the other C1 controls are neither white nor line ends
+  } else if (!isWhite(c)) {
+    kept = at + 1;  // surrogates included: never white, never line ends
+  } else if (c == 0x2028 || c == 0x2029) {
+    return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -116,22 +168,30 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
 
 bool RawCSVParser::takeUnquotedRun(std::wstring& field) {
   // Everything but a comma and a line end extends an unquoted field; the kept
-  // length follows the last character that is not white space.
+  // length follows the last character that is not white space. Eight units a
+  // step: a block whose units before its first stop are all plain (surely no
+  // white space) is taken whole; any other goes unit by unit.
   const wchar_t* run = m_pos;
   const wchar_t* kept = nullptr;
-  for (; run != m_end; ++run) {
-    const unsigned int c = static_cast<unsigned int>(*run);
-    if (c < 0x80) {
-      if (c == L',' || c == 0x0A || c == 0x0C || c == 0x0D) break;
-      if (c != 0x20 && (c < 0x09 || c > 0x0D)) kept = run + 1;
-    } else if (c < 0xA0) {
-      if (c == 0x85) break;
-      kept = run + 1;  // the other C1 controls are neither white nor line ends
-    } else if (!isWhite(c)) {
-      kept = run + 1;  // surrogates included: never white, never line ends
-    } else if (c == 0x2028 || c == 0x2029) {
-      break;
+  for (;;) {
+    if (m_end - run >= 8) {
+      const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(run));
+      const unsigned stops = laneMask(_mm_or_si128(lanesEqual(x, L','), lineEndLanes(x)));
+      const unsigned before = stops != 0 ? (stops & (0u - stops)) - 1 : 0xFFFFu;
+      if ((laneMask(plainLanes(x)) & before) == before) {
+        const int plain = std::popcount(before) / 2;
+        if (plain != 0) kept = run + plain;
+        run += plain;
+        if (stops != 0) break;
+        continue;
+      }
+      const wchar_t* const block = run + 8;
+      while (run != block && extendsUnquoted(run, kept)) ++run;
+      if (run != block) break;
+      continue;
     }
+    while (run != m_end && extendsUnquoted(run, kept)) ++run;
+    break;
   }
   if (run == m_pos) return false;
   const std::size_t before = field.size();
@@ -142,10 +202,19 @@ bool RawCSVParser::takeUnquotedRun(std::wstring& field) {
 }
 
 bool RawCSVParser::takeQuotedRun(std::wstring& field) {
-  // Everything but a quote extends a quoted field; line ends are taken one at
-  // a time, as they set the line-end state.
+  // Everything but a quote extends a quoted field, line ends included: inside
+  // a quoted field they are data, and the line-end state they would set is
+  // set again before the chunk is left.
   const wchar_t* run = m_pos;
-  while (run != m_end && *run != L'"' && !isLineEnd(static_cast<unsigned int>(*run))) ++run;
+  bool found = false;
+  while (!found && m_end - run >= 8) {
+    const unsigned quotes =
+        laneMask(lanesEqual(_mm_loadu_si128(reinterpret_cast<const __m128i*>(run)), L'"'));
+    found = quotes != 0;
+    run += found ? std::countr_zero(quotes) / 2 : 8;
+  }
+  if (!found)
+    while (run != m_end && *run != L'"') ++run;
   if (run == m_pos) return false;
   field.append(m_pos, run);
   m_keptLength = field.size();

@@ -39,6 +39,7 @@ public:
       : m_file(std::move(file)), m_inner(std::move(inner)) {}
 
   bool readLine(std::wstring& line) override { return m_inner->readLine(line); }
+  [[nodiscard]] TextReader& inner() const { return *m_inner; }
   void close() override {
     m_inner->close();
     m_file->close();
@@ -70,6 +71,12 @@ private:
 };
 
 } // namespace
+
+TextReaderImp* decodingReader(TextReader& reader) {
+  if (auto* file = dynamic_cast<TextFileReaderImp*>(&reader)) return dynamic_cast<TextReaderImp*>(&file->inner());
+  return dynamic_cast<TextReaderImp*>(&reader);
+}
+
 } // namespace QOR::detail
 
 namespace QOR {

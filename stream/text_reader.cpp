@@ -187,6 +187,25 @@ void TextReaderImp::copyRun(std::wstring& line) {
 
 bool TextReaderImp::readLine(std::wstring& line) {
   line.clear();
+  return appendLine(line);
+}
+
+bool TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
+  const std::size_t start = text.size();
+  while (text.size() < atLeast) {
+    const std::size_t lineStart = text.size();
+    try {
+      if (!appendLine(text)) break;
+    } catch (...) {
+      text.resize(lineStart);
+      throw;
+    }
+    text.push_back(L'\n');
+  }
+  return text.size() != start;
+}
+
+bool TextReaderImp::appendLine(std::wstring& line) {
   bool any = false;
   for (;;) {
     if (m_runs != PlainRuns::none && m_pos < m_count) {

@@ -20,6 +20,14 @@ public:
   // number of bytes it takes, or 0 when they are incomplete or invalid.
   virtual std::size_t decode(unsigned int& cp, const unsigned char* bytes, std::size_t n) = 0;
 
+  // Appends whole lines to `text`, each with one LF for its break (the last
+  // line of the input too), until `text` holds at least `atLeast` units or
+  // the input ends; false when nothing was appended. The same as readLine
+  // called in turn, without a call and a copy per line: on bytes that cannot
+  // be decoded, `text` is cut back to the end of the last whole line and the
+  // error is thrown, with the reader where readLine would have left it.
+  bool readLines(std::wstring& text, std::size_t atLeast);
+
 protected:
   // Which runs the line reader may take without calling decode for each code
   // point: UTF-8 sequences, decoded inline by UTF8ReaderImp::decode's rule,
@@ -38,6 +46,8 @@ private:
   // Decodes the next code point; on ok, advances past it when consume is true.
   // Refills the buffer as needed; end and bad leave the position as it is.
   Next next(unsigned int& cp, bool consume);
+  // Appends the next line to `line`; readLine without clearing it first.
+  bool appendLine(std::wstring& line);
   // Appends the run of plain units at the read position to line.
   void copyRun(std::wstring& line);
   // Entry 248 with the source's name.
@@ -76,5 +86,9 @@ public:
 
 // The reader of enc on raw, or null for an encoding outside 0..4.
 TextReader* makeReader(RawReader& raw, TextEncoding enc);
+
+// The library's own decoding reader behind `reader` (itself, or the one a
+// reader opened by name owns), or null for a reader of another kind.
+TextReaderImp* decodingReader(TextReader& reader);
 
 } // namespace QOR::detail
