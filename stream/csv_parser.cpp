@@ -177,9 +177,9 @@ bool RawCSVParser::takeUnquotedRun(std::wstring& field) {
     if (m_end - run >= 8) {
       const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(run));
       const unsigned stops = laneMask(_mm_or_si128(lanesEqual(x, L','), lineEndLanes(x)));
-      const unsigned before = stops != 0 ? (stops & (0u - stops)) - 1 : 0xFFFFu;
+      const int plain = stops != 0 ? std::countr_zero(stops) / 2 : 8;  // the units before the first stop
+      const unsigned before = (1u << (2 * plain)) - 1;
       if ((laneMask(plainLanes(x)) & before) == before) {
-        const int plain = std::popcount(before) / 2;
         if (plain != 0) kept = run + plain;
         run += plain;
         if (stops != 0) break;
