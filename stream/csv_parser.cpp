@@ -132,8 +132,13 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
       return false;
     }
 
-    if ((m_fieldState == unquoted && takeUnquotedRun(lastField())) ||
-        (m_fieldState == quoted && takeQuotedRun(lastField()))) {
+    // A run is tried only where one can start: a run ends at the unit that
+    // stopped it, most often a comma, a line end or a quote, which the code
+    // point path below then takes.
+    const wchar_t unit = *m_pos;
+    if ((m_fieldState == unquoted && unit != L',' && unit != L'\r' && unit != L'\n' &&
+         takeUnquotedRun(lastField())) ||
+        (m_fieldState == quoted && unit != L'"' && takeQuotedRun(lastField()))) {
       m_lineEnd = textUsedUp;
       continue;
     }
