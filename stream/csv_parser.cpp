@@ -33,7 +33,11 @@ constexpr bool isLineEnd(unsigned int c) {
   return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
 
-bool isWhite(unsigned int c) { return isUspace(CodePoint::codePoint(c)); }
+// ASCII, by far the most common, without the class table.
+inline bool isWhite(unsigned int c) {
+  if (c < 0x80) return c == 0x20 || c - 0x09 <= 0x0D - 0x09;
+  return isUspace(CodePoint::codePoint(c));
+}
 
 // Two mask bits per 16-bit lane, set where the lane is set.
 inline unsigned laneMask(__m128i lanes) { return static_cast<unsigned>(_mm_movemask_epi8(lanes)); }
@@ -54,6 +58,12 @@ inline __m128i lineEndLanes(__m128i x) {
   const __m128i odd = _mm_or_si128(x, _mm_set1_epi16(1));  // FF and CR, U+2028 and U+2029 pairwise
   return _mm_or_si128(_mm_or_si128(lanesEqual(x, 0x0A), lanesEqual(odd, 0x0D)),
                       _mm_or_si128(lanesEqual(x, 0x85), lanesEqual(odd, 0x2029)));
+}
+
+// The white space of ASCII: tab to CR, and the space (LF, FF and CR are
+// stops before they count).
+inline __m128i asciiWhiteLanes(__m128i x) {
+  return _mm_or_si128(lanesWithin(x, 0x09, 0x0D), lanesEqual(x, 0x20));
 }
 
 // Lanes that are surely not white space (and no line end but U+0085): the
@@ -175,18 +185,21 @@ bool RawCSVParser::takeUnquotedRun(std::wstring& field) {
   // Everything but a comma and a line end extends an unquoted field; the kept
   // length follows the last character that is not white space. Eight units a
   // step: a block whose units before its first stop are all plain (surely no
-  // white space) is taken whole; any other goes unit by unit.
+  // white space) or ASCII white space is taken whole; any other goes unit by
+  // unit.
   const wchar_t* run = m_pos;
   const wchar_t* kept = nullptr;
   for (;;) {
     if (m_end - run >= 8) {
       const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(run));
       const unsigned stops = laneMask(_mm_or_si128(lanesEqual(x, L','), lineEndLanes(x)));
-      const int plain = stops != 0 ? std::countr_zero(stops) / 2 : 8;  // the units before the first stop
-      const unsigned before = (1u << (2 * plain)) - 1;
-      if ((laneMask(plainLanes(x)) & before) == before) {
-        if (plain != 0) kept = run + plain;
-        run += plain;
+      const int taken = stops != 0 ? std::countr_zero(stops) / 2 : 8;  // the units before the first stop
+      const unsigned before = (1u << (2 * taken)) - 1;
+      const unsigned plain = laneMask(plainLanes(x)) & before;
+      if ((plain | (laneMask(asciiWhiteLanes(x)) & before)) == before) {
+        // Two mask bits a lane: the highest plain lane ends at bit_width / 2.
+        if (plain != 0) kept = run + std::bit_width(plain) / 2;
+        run += taken;
         if (stops != 0) break;
         continue;
       }

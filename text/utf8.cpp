@@ -8,9 +8,16 @@
 // pointer: the encoder counts its exact length first (a cheap SIMD pass that
 // saves allocating three bytes per unit), the decoder takes one unit per byte
 // and trims at the end.
+//
+// This is the reference code and the path of every x86-64 processor. Where
+// cpuLevel() reports SSSE3 or AVX2, a vector kernel (utf8_kernels.h) converts
+// all but the last few dozen units or bytes first, with the same output.
 #include <qorcor14/text/strings.h>
 
 #include <qorcor14/text/codepoint.h>
+
+#include "common/cpu_level.h"
+#include "text/utf8_kernels.h"
 
 #include <emmintrin.h>
 
@@ -109,6 +116,15 @@ std::string utf8(const std::wstring& s) {
   char* out = result.data();
   const wchar_t* p = s.data();
   const wchar_t* const end = p + n;
+  using QOR::internal::CpuLevel;
+  const CpuLevel level = QOR::internal::cpuLevel();
+  if (level != CpuLevel::sse2) {
+    QOR::internal::Utf8EncodeCursor c{p, out};
+    if (level == CpuLevel::avx2) QOR::internal::encodeUtf8Avx2(c, end);
+    else QOR::internal::encodeUtf8Ssse3(c, end);
+    p = c.in;
+    out = c.out;
+  }
   // Runs of one sequence length each get a loop of their own, which stays on
   // its branch while the text does; a unit of another length leaves it. The
   // forms are CodePoint::utf8's six-byte scheme restricted to what UTF-16 can
@@ -217,6 +233,15 @@ std::wstring utf8(const std::string& s) {
   wchar_t* out = begin;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
   const unsigned char* const end = p + n;
+  using QOR::internal::CpuLevel;
+  const CpuLevel level = QOR::internal::cpuLevel();
+  if (level != CpuLevel::sse2) {
+    QOR::internal::Utf8DecodeCursor c{p, out};
+    if (level == CpuLevel::avx2) QOR::internal::decodeUtf8Avx2(c, end);
+    else QOR::internal::decodeUtf8Ssse3(c, end);
+    p = c.in;
+    out = c.out;
+  }
   // The value of a sequence: v = lead, then v = (v << 6) + byte for each
   // trailing byte, modulo 2^32, less kOffsets. Runs of sequences of one
   // length each get a loop of their own, which stays on its branch while the
