@@ -1,0 +1,129 @@
+// The AVX2 kernels of utf8(), 32 bytes a vector (see utf8_kernels.h). The
+// decoder's windows are the SSSE3 kernel's, in AVX encoding.
+#include "text/utf8_kernel_steps.h"
+
+namespace QOR::internal {
+namespace {
+
+inline __m256i load32(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+inline __m256i splat16x(unsigned v) { return _mm256_set1_epi16(static_cast<short>(v)); }
+
+inline __m256i lanesEqual(__m256i x, unsigned mask, unsigned value) {
+  return _mm256_cmpeq_epi16(_mm256_and_si256(x, splat16x(mask)), splat16x(value));
+}
+
+// x moved up by one 16-bit lane, across the halves, with a zero lane 0.
+inline __m256i previousUnits(__m256i x) {
+  return _mm256_alignr_epi8(x, _mm256_permute2x128_si256(x, x, 0x08), 14);
+}
+
+// encode8 (utf8_kernel_steps.h) for the 16 units at p: returns 16, or 15
+// when the sixteenth leads a pair; writes 16 bytes at each of four places.
+inline unsigned encode16(const wchar_t* p, char*& out) {
+  const __m256i x = load32(p);
+  const __m256i ascii = lanesEqual(x, 0xFF80, 0);
+  const __m256i from800 = _mm256_xor_si256(lanesEqual(x, 0xF800, 0), _mm256_set1_epi32(-1));
+  __m256i v = x, middle = from800, three = from800;
+  unsigned taken = 16;
+  if (_mm256_movemask_epi8(lanesEqual(x, 0xF800, 0xD800)) != 0) {
+    const __m256i y = load32(p + 1);
+    const __m256i lead = _mm256_and_si256(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
+    const __m256i trail = previousUnits(lead);
+    const __m256i payload = _mm256_and_si256(x, splat16x(0x3FF));
+    const __m256i high =
+        _mm256_add_epi16(_mm256_srli_epi16(_mm256_add_epi16(payload, splat16x(0x40)), 2), splat16x(0xC00));
+    const __m256i low =
+        _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(previousUnits(x), splat16x(3)), 10), payload);
+    v = _mm256_or_si256(_mm256_andnot_si256(_mm256_or_si256(lead, trail), x),
+                        _mm256_or_si256(_mm256_and_si256(lead, high), _mm256_and_si256(trail, low)));
+    middle = _mm256_andnot_si256(lead, from800);
+    three = _mm256_andnot_si256(trail, middle);
+    if (static_cast<unsigned>(_mm256_movemask_epi8(lead)) & 0x80000000u) taken = 15;
+  }
+  const __m256i dupLow = _mm256_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14,  //
+                                          0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
+  const __m256i first =
+      _mm256_or_si256(_mm256_and_si256(_mm256_shuffle_epi8(v, dupLow), splat16x(0x3F7F)), splat16x(0x8000));
+  const __m256i second = _mm256_xor_si256(
+      _mm256_or_si256(
+          _mm256_or_si256(_mm256_srli_epi16(v, 12), _mm256_and_si256(_mm256_slli_epi16(v, 2), splat16x(0x3F00))),
+          splat16x(0xC0E0)),
+      _mm256_and_si256(middle, splat16x(0x4000)));
+  const unsigned rows = (~static_cast<unsigned>(_mm256_movemask_epi8(ascii)) & 0x55555555u) |
+                        (static_cast<unsigned>(_mm256_movemask_epi8(three)) & 0xAAAAAAAAu);
+  const Utf8PackTable& t = kUtf8PackTable;
+  const unsigned r0 = rows & 0xFF, r1 = rows >> 8 & 0xFF, r2 = rows >> 16 & 0xFF, r3 = rows >> 24;
+  // The halves hold units 0-3 and 8-11 (lo), 4-7 and 12-15 (hi).
+  const __m256i lo = _mm256_shuffle_epi8(_mm256_unpacklo_epi16(first, second),
+                                         _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(t.shuffle[r2]),
+                                                             reinterpret_cast<const __m128i*>(t.shuffle[r0])));
+  const __m256i hi = _mm256_shuffle_epi8(_mm256_unpackhi_epi16(first, second),
+                                         _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(t.shuffle[r3]),
+                                                             reinterpret_cast<const __m128i*>(t.shuffle[r1])));
+  store16(out, _mm256_castsi256_si128(lo));
+  out += t.length[r0];
+  store16(out, _mm256_castsi256_si128(hi));
+  out += t.length[r1];
+  store16(out, _mm256_extracti128_si256(lo, 1));
+  out += t.length[r2];
+  store16(out, _mm256_extracti128_si256(hi, 1));
+  out += t.length[r3] - (taken == 15 ? 2 : 0);
+  return taken;
+}
+
+// Adds the classes of the 32 bytes x as bits `shift` on (see classify16).
+inline void classify32(__m256i x, unsigned shift, ByteClasses& c) {
+  const __m256i l2 = _mm256_and_si256(x, _mm256_slli_epi16(x, 1));
+  const __m256i l3 = _mm256_and_si256(l2, _mm256_slli_epi16(x, 2));
+  const __m256i l4 = _mm256_and_si256(l3, _mm256_slli_epi16(x, 3));
+  const __m256i l5 = _mm256_and_si256(l4, _mm256_slli_epi16(x, 4));
+  auto bits = [shift](__m256i m) { return std::uint64_t(static_cast<unsigned>(_mm256_movemask_epi8(m))) << shift; };
+  c.high |= bits(x);
+  c.lead |= bits(l2);
+  c.lead3 |= bits(l3);
+  c.lead4 |= bits(l4);
+  c.lead5 |= bits(l5);
+}
+
+// widenUnlessLead64 in 32-byte vectors.
+inline bool widenUnlessLead64x(const unsigned char* p, wchar_t* out) {
+  const __m256i a = load32(p), b = load32(p + 32);
+  if (!_mm256_testz_si256(_mm256_or_si256(a, b), _mm256_set1_epi8(static_cast<char>(0x80))) &&
+      !_mm256_testz_si256(_mm256_or_si256(_mm256_and_si256(a, _mm256_slli_epi16(a, 1)), _mm256_and_si256(b, _mm256_slli_epi16(b, 1))),
+                          _mm256_set1_epi8(static_cast<char>(0x80)))) {
+    return false;
+  }
+  for (unsigned i = 0; i < 64; i += 16) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm256_cvtepu8_epi16(load16(p + i)));
+  }
+  return true;
+}
+
+}  // namespace
+
+void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
+  const wchar_t* p = c.in;
+  char* out = c.out;
+  // As the SSSE3 kernel: a step reads 32 units and writes at most 14 bytes
+  // beyond what it encodes.
+  while (end - p >= 48) {
+    const __m256i a = load32(p), b = load32(p + 16);
+    if (_mm256_testz_si256(_mm256_or_si256(a, b), splat16x(0xFF80))) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8));
+      p += 32;
+      out += 32;
+      continue;
+    }
+    p += encode16(p, out);
+  }
+  c = {p, out};
+}
+
+void decodeUtf8Avx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
+  decodeBlocks(c, end, widenUnlessLead64x, [](const unsigned char* p, ByteClasses& m) {
+    classify32(load32(p), 0, m);
+    classify32(load32(p + 32), 32, m);
+  });
+}
+
+}  // namespace QOR::internal

@@ -1,0 +1,30 @@
+// The SSSE3 kernels of utf8(), 16 bytes a vector (see utf8_kernels.h).
+#include "text/utf8_kernel_steps.h"
+
+namespace QOR::internal {
+
+void encodeUtf8Ssse3(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
+  const wchar_t* p = c.in;
+  char* out = c.out;
+  // A step reads 16 units and writes at most 14 bytes beyond what it encodes;
+  // every unit left encodes to a byte or more, so the output has room.
+  while (end - p >= 32) {
+    const __m128i a = load16(p), b = load16(p + 8);
+    if (_mm_movemask_epi8(lanesEqual(_mm_or_si128(a, b), 0xFF80, 0)) == 0xFFFF) {
+      store16(out, _mm_packus_epi16(a, b));
+      p += 16;
+      out += 16;
+      continue;
+    }
+    p += encode8(p, out);
+  }
+  c = {p, out};
+}
+
+void decodeUtf8Ssse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
+  decodeBlocks(c, end, widenUnlessLead64, [](const unsigned char* p, ByteClasses& m) {
+    for (unsigned i = 0; i < 64; i += 16) classify16(load16(p + i), i, m);
+  });
+}
+
+}  // namespace QOR::internal
