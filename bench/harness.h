@@ -61,6 +61,9 @@ void addCodePointCases(Suite& suite);
 void addUtf8Cases(Suite& suite);
 void addStreamCases(Suite& suite);
 void addCsvCases(Suite& suite);
+// The private memory of one end-to-end read of a 500 MB file, when the filter
+// matches; returns the number of figures printed.
+int runCsvMemory(const std::string& filter);
 void addArcCases(Suite& suite);
 void addTransformCases(Suite& suite);
 void addLockCases(Suite& suite);

@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
   bench::addDebugCases(suite);
   int run = suite.run(argc > 1 ? argv[1] : "");
   run += bench::runDebugActiveInChild(argc > 1 ? argv[1] : "");
+  run += bench::runCsvMemory(argc > 1 ? argv[1] : "");
   if (run == 0) {
     std::fprintf(stderr, "qorbench: no case matches '%s'\n", argc > 1 ? argv[1] : "");
     return 2;
