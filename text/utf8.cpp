@@ -79,9 +79,10 @@ inline std::size_t extraBytes(std::uint32_t v, const wchar_t* next, const wchar_
 
 // The exact length of the encoding of [p, p + n): the output is then
 // allocated once at its final size instead of at three bytes per unit.
-std::size_t encodedLength(const wchar_t* p, std::size_t n) {
+std::size_t encodedLength(const wchar_t* p, std::size_t n, QOR::internal::CpuLevel level) {
   const wchar_t* const end = p + n;
   std::size_t total = n;
+  if (level == QOR::internal::CpuLevel::avx2) total += QOR::internal::encodedExtraAvx2(p, end);
   // Eight units a time, with the unit after each for the pair test. Lanes
   // count at most 2 per step, so they are summed every 8192 steps.
   while (end - p >= 9) {
@@ -112,12 +113,12 @@ std::string utf8(const std::wstring& s) {
   std::string result;
   const std::size_t n = s.size();
   if (n == 0) return result;
-  result.resize(encodedLength(s.data(), n));
+  using QOR::internal::CpuLevel;
+  const CpuLevel level = QOR::internal::cpuLevel();
+  result.resize(encodedLength(s.data(), n, level));
   char* out = result.data();
   const wchar_t* p = s.data();
   const wchar_t* const end = p + n;
-  using QOR::internal::CpuLevel;
-  const CpuLevel level = QOR::internal::cpuLevel();
   if (level != CpuLevel::sse2) {
     QOR::internal::Utf8EncodeCursor c{p, out};
     if (level == CpuLevel::avx2) QOR::internal::encodeUtf8Avx2(c, end);

@@ -101,6 +101,27 @@ inline bool widenUnlessLead64x(const unsigned char* p, wchar_t* out) {
 
 }  // namespace
 
+std::size_t encodedExtraAvx2(const wchar_t*& p, const wchar_t* end) noexcept {
+  std::size_t total = 0;
+  // 16 units a step, with the unit after each for the pair test; lanes count
+  // at most 2 a step and are summed every 8192 steps.
+  while (end - p >= 17) {
+    __m256i acc = _mm256_setzero_si256();
+    for (int step = 0; step < 8192 && end - p >= 17; ++step, p += 16) {
+      const __m256i x = load32(p), y = load32(p + 1);
+      const __m256i pair = _mm256_and_si256(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
+      // 2 + (-1 below 0x80) + (-1 below 0x800) + 2 * (-1 for a pair's lead).
+      acc = _mm256_add_epi16(acc, _mm256_add_epi16(lanesEqual(x, 0xFF80, 0), lanesEqual(x, 0xF800, 0)));
+      acc = _mm256_add_epi16(acc, _mm256_add_epi16(splat16x(2), _mm256_add_epi16(pair, pair)));
+    }
+    const __m256i sums = _mm256_madd_epi16(acc, splat16x(1));
+    const __m128i half = _mm_add_epi32(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    const __m128i quarter = _mm_add_epi32(half, _mm_unpackhi_epi64(half, half));
+    total += static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_add_epi32(quarter, _mm_srli_epi64(quarter, 32))));
+  }
+  return total;
+}
+
 void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
   const wchar_t* p = c.in;
   char* out = c.out;

@@ -31,6 +31,11 @@ struct Utf8DecodeCursor {
   wchar_t* out;
 };
 
+// The bytes beyond one per unit that the UTF-8 form of the units from p on
+// takes, for all but the last few units; p is moved to the first unit not
+// counted. A pair counts as two units.
+std::size_t encodedExtraAvx2(const wchar_t*& p, const wchar_t* end) noexcept;
+
 // UTF-16 to UTF-8 from c.in up to `end`; c.in must not be the trailing half
 // of a pair whose leading half came before it.
 void encodeUtf8Ssse3(Utf8EncodeCursor& c, const wchar_t* end) noexcept;
