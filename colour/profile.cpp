@@ -4,7 +4,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include "qormsg.h"
+#include "common/messages.h"
 
 #include "common/checked_size.h"
 #include "common/unique_resource.h"
@@ -177,9 +177,9 @@ public:
   ColourProfileId profileId() const override { return m_id; }
   std::wstring colourSpace() const override { return m_colourSpace; }
   std::wstring profileClass() const override { return m_class; }
-  std::wstring displayName() const override { return stringPrintf(qorMsg(271).c_str(), m_description.c_str()); }
+  std::wstring displayName() const override { return internal::profileDisplayNameMessage(m_description); }
   std::wstring fullName() const override {
-    return stringPrintf(qorMsg(282).c_str(), m_manufacturer.c_str(), m_model.c_str(), m_description.c_str());
+    return internal::profileFullNameMessage(m_manufacturer, m_model, m_description);
   }
   const unsigned char* data(std::size_t& size) const override {
     size = m_size;

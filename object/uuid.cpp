@@ -4,7 +4,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include <qormsg.h>
+#include "common/messages.h"
 
 #include <windows.h>
 #include <rpc.h>
@@ -54,7 +54,7 @@ UUID::UUID() {
 
 UUID::UUID(const std::wstring& text) {
   ::UUID p;
-  if (parse(text, p) != RPC_S_OK) throw QorError(stringPrintf(qorMsg(218).c_str(), text.c_str()));
+  if (parse(text, p) != RPC_S_OK) throw QorError(internal::invalidUuidMessage(text));
   assign(*this, p);
 }
 

@@ -3,7 +3,8 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/platform/urls.h>
 #include <qorcor14/text/strings.h>
-#include <qormsg.h>
+
+#include "common/messages.h"
 
 #include <windows.h>
 #include <shlwapi.h>
@@ -16,7 +17,7 @@
 namespace {
 
 [[noreturn]] void throwNotAUrl(const std::wstring& url) {
-  throw QOR::QorError(stringPrintf(qorMsg(278).c_str(), url.c_str()));
+  throw QOR::QorError(QOR::internal::invalidUrlMessage(url));
 }
 
 bool isAsciiLetter(wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); }
@@ -304,9 +305,9 @@ std::wstring cleanupUrl(const std::wstring& text) {
 std::wstring downloadUrlToCache(const std::wstring& url) {
   // The system would read a URL with a NUL inside as the part before it.
   if (!isURL(url) || url.find(L'\0') != std::wstring::npos) throwNotAUrl(url);
-  if (!downloadTakes(url)) throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));
+  if (!downloadTakes(url)) throw QOR::QorError(QOR::internal::cannotDownloadUrlMessage(url));
   wchar_t file[MAX_PATH + 1] = {};
   const HRESULT hr = URLDownloadToCacheFileW(nullptr, url.c_str(), file, MAX_PATH, 0, nullptr);
-  if (FAILED(hr) || file[0] == L'\0') throw QOR::QorError(stringPrintf(qorMsg(280).c_str(), url.c_str()));
+  if (FAILED(hr) || file[0] == L'\0') throw QOR::QorError(QOR::internal::cannotDownloadUrlMessage(url));
   return file;
 }

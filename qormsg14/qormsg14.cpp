@@ -3,7 +3,9 @@
 // Every text is a printf template for qorcor14's wide formatting, which
 // follows the legacy wide rules: %s takes a wide string, %hs a narrow one. A
 // template must take exactly the arguments its call sites pass, in their
-// order, or formatting reads arguments that are not there. The call sites:
+// order, or formatting reads arguments that are not there. qorcor14 formats
+// each through one function of its common/messages.h, whose parameters are
+// these arguments:
 //
 //   218  UUID text rejected; the rejected text (wide).
 //   248  a text reader meets bytes its encoding cannot decode; the source

@@ -5,7 +5,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include <qormsg.h>
+#include "common/messages.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -24,17 +24,22 @@ FILE* fileOpen(const std::wstring& name, const std::wstring& mode) {
 
 namespace {
 
-// Catalogue entry `number` formatted with the file name and the runtime's
-// text for err.
+using QOR::internal::RawFileFailure;
+
+// The catalogue message of `failure` formatted with the file name and the
+// runtime's text for err.
 class RawFileError : public QOR::QorError {
 public:
-  RawFileError(unsigned int number, const std::wstring& name, int err) {
-    setup(stringPrintf(qorMsg(number).c_str(), name.c_str(), std::strerror(err)));
+  RawFileError(RawFileFailure failure, const std::wstring& name, int err) {
+    setup(QOR::internal::rawFileMessage(failure, name, std::strerror(err)));
   }
 };
 
-enum : unsigned int { kOpenFailed = 249, kCreateFailed = 250, kReadFailed = 251, kWriteFailed = 252,
-                      kCloseFailed = 253 };
+constexpr RawFileFailure kOpenFailed = RawFileFailure::openForReading;
+constexpr RawFileFailure kCreateFailed = RawFileFailure::openForWriting;
+constexpr RawFileFailure kReadFailed = RawFileFailure::readOrSeek;
+constexpr RawFileFailure kWriteFailed = RawFileFailure::write;
+constexpr RawFileFailure kCloseFailed = RawFileFailure::close;
 
 class RawFileImp final : public QOR::RawFileWriter {
 public:
@@ -88,17 +93,17 @@ public:
 private:
   // Reading, writing and seeking a closed file fail with the operation's
   // entry and EBADF instead of handing a null stream to the runtime.
-  void requireOpen(unsigned int number) const {
-    if (!m_file) throw RawFileError(number, m_name, EBADF);
+  void requireOpen(RawFileFailure failure) const {
+    if (!m_file) throw RawFileError(failure, m_name, EBADF);
   }
 
   std::wstring m_name;
   std::FILE* m_file;
 };
 
-RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, unsigned int number) {
+RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, RawFileFailure failure) {
   std::FILE* const file = _wfopen(name.c_str(), mode);
-  if (!file) throw RawFileError(number, name, errno);
+  if (!file) throw RawFileError(failure, name, errno);
   try {
     return new RawFileImp(name, file);
   } catch (...) {

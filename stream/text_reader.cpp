@@ -5,7 +5,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include <qormsg.h>
+#include "common/messages.h"
 
 #include <emmintrin.h>
 
@@ -238,7 +238,7 @@ bool TextReaderImp::appendLine(std::wstring& line) {
 }
 
 void TextReaderImp::fail() const {
-  throw QorError(stringPrintf(qorMsg(248).c_str(), m_raw.name().c_str()));
+  throw QorError(internal::undecodableTextMessage(m_raw.name()));
 }
 
 } // namespace QOR::detail

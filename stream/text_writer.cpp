@@ -5,7 +5,7 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-#include <qormsg.h>
+#include "common/messages.h"
 
 namespace QOR::detail {
 namespace {
@@ -81,7 +81,7 @@ void TextWriterImp::flush() {
 
 void TextWriterImp::fail(unsigned int cp) const {
   const std::wstring code = stringPrintf(L"U+%04lX", static_cast<unsigned long>(cp));
-  throw QorError(stringPrintf(qorMsg(254).c_str(), code.c_str(), m_raw.name().c_str()));
+  throw QorError(internal::unencodableCharacterMessage(code, m_raw.name()));
 }
 
 } // namespace QOR::detail
