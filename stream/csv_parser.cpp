@@ -29,9 +29,6 @@ CSVParser* CSVParser::create(const std::wstring& columns) {
 namespace detail {
 namespace {
 
-constexpr bool isLineEnd(unsigned int c) {
-  return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
-}
 
 // ASCII, by far the most common, without the class table.
 inline bool isWhite(unsigned int c) {
@@ -157,7 +154,7 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
     const wchar_t* from = m_pos;
     unsigned int c = static_cast<unsigned int>(*m_pos++);
     if (isSurrogateA(c) && m_pos != m_end && isSurrogateB(static_cast<unsigned int>(*m_pos)))
-      c = ((c - 0xD800) << 10 | (static_cast<unsigned int>(*m_pos++) - 0xDC00)) + 0x10000;
+      c = combineSurrogates(c, static_cast<unsigned int>(*m_pos++));
 
     if (!isLineEnd(c)) {
       m_lineEnd = textUsedUp;

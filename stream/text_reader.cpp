@@ -3,6 +3,7 @@
 #include "text_reader_imp.h"
 
 #include <qorcor14/errors.h>
+#include <qorcor14/text/codepoint.h>
 #include <qorcor14/text/strings.h>
 
 #include "common/messages.h"
@@ -15,11 +16,10 @@
 namespace QOR::detail {
 namespace {
 
-constexpr bool isSurrogate(unsigned int cp) { return (cp & 0xFFFFF800u) == 0xD800u; }
 
 // Units that end a line on their own; CR (which may take a LF with it) aside.
 constexpr bool isBreak(unsigned int cp) {
-  return cp == 0x0A || cp == 0x0C || cp == 0x85 || cp == 0x2028 || cp == 0x2029;
+  return isLineEnd(cp) && cp != 0x0D;
 }
 
 // Bytes below 0x80 that are not LF, FF or CR.
@@ -92,9 +92,8 @@ std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wc
     if (cp <= 0xFFFF) {
       *o++ = static_cast<wchar_t>(cp);
     } else {
-      cp -= 0x10000;
-      *o++ = static_cast<wchar_t>(0xD800 | (cp >> 10));
-      *o++ = static_cast<wchar_t>(0xDC00 | (cp & 0x3FF));
+      *o++ = leadingSurrogateOf(cp);
+      *o++ = trailingSurrogateOf(cp);
     }
     p += length;
   }
@@ -230,9 +229,8 @@ bool TextReaderImp::appendLine(std::wstring& line) {
     if (cp <= 0xFFFF) {
       line.push_back(static_cast<wchar_t>(cp));
     } else {
-      cp -= 0x10000;
-      line.push_back(static_cast<wchar_t>(0xD800 | (cp >> 10)));
-      line.push_back(static_cast<wchar_t>(0xDC00 | (cp & 0x3FF)));
+      line.push_back(leadingSurrogateOf(cp));
+      line.push_back(trailingSurrogateOf(cp));
     }
   }
 }

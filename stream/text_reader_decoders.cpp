@@ -1,6 +1,8 @@
 // The decoders of the four reader kinds, and the factory on a raw stream.
 #include "text_reader_imp.h"
 
+#include <qorcor14/text/codepoint.h>
+
 #include <cstdlib>
 
 namespace QOR {
@@ -71,8 +73,6 @@ std::size_t UTF8ReaderImp::decode(unsigned int& cp, const unsigned char* bytes, 
 
 namespace {
 
-constexpr bool isLeading(unsigned int u) { return (u & 0xFC00u) == 0xD800u; }
-constexpr bool isTrailing(unsigned int u) { return (u & 0xFC00u) == 0xDC00u; }
 
 // One unit, or a leading and a trailing surrogate; anything else gives 0.
 std::size_t decodeUTF16(unsigned int& cp, const unsigned char* bytes, std::size_t n, bool bigEndian) {
@@ -81,14 +81,14 @@ std::size_t decodeUTF16(unsigned int& cp, const unsigned char* bytes, std::size_
   };
   if (n < 2) return 0;
   const unsigned int a = unit(0);
-  if ((a & 0xF800u) != 0xD800u) {
+  if (!isSurrogate(a)) {
     cp = a;
     return 2;
   }
   if (n < 4) return 0;
   const unsigned int b = unit(2);
-  if (!isLeading(a) || !isTrailing(b)) return 0;
-  cp = ((a - 0xD800u) << 10 | (b - 0xDC00u)) + 0x10000u;
+  if (!isSurrogateA(a) || !isSurrogateB(b)) return 0;
+  cp = combineSurrogates(a, b);
   return 4;
 }
 

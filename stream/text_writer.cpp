@@ -3,6 +3,7 @@
 #include "text_writer_imp.h"
 
 #include <qorcor14/errors.h>
+#include <qorcor14/text/codepoint.h>
 #include <qorcor14/text/strings.h>
 
 #include "common/messages.h"
@@ -10,9 +11,6 @@
 namespace QOR::detail {
 namespace {
 
-constexpr bool isSurrogate(unsigned int u) { return (u & 0xFFFFF800u) == 0xD800u; }
-constexpr bool isLeading(unsigned int u) { return (u & 0xFC00u) == 0xD800u; }
-constexpr bool isTrailing(unsigned int u) { return (u & 0xFC00u) == 0xDC00u; }
 
 } // namespace
 
@@ -55,8 +53,8 @@ void TextWriterImp::write(const std::wstring& text) {
     }
     if (!isSurrogate(u)) {
       put(u);
-    } else if (isLeading(u) && i + 1 < n && isTrailing(static_cast<unsigned short>(text[i + 1]))) {
-      put(((u - 0xD800u) << 10 | (static_cast<unsigned short>(text[i + 1]) - 0xDC00u)) + 0x10000u);
+    } else if (isSurrogateA(u) && i + 1 < n && isSurrogateB(static_cast<unsigned short>(text[i + 1]))) {
+      put(combineSurrogates(u, static_cast<unsigned short>(text[i + 1])));
       ++i;
     } else {
       fail(u);

@@ -1,6 +1,8 @@
 // The encoders of the four writer kinds, and the factory on a raw stream.
 #include "text_writer_imp.h"
 
+#include <qorcor14/text/codepoint.h>
+
 #include <windows.h>
 
 #include <algorithm>
@@ -40,9 +42,8 @@ int toUnits(unsigned int cp, wchar_t units[2]) {
     units[0] = static_cast<wchar_t>(cp);
     return 1;
   }
-  cp -= 0x10000;
-  units[0] = static_cast<wchar_t>(0xD800 | (cp >> 10));
-  units[1] = static_cast<wchar_t>(0xDC00 | (cp & 0x3FF));
+  units[0] = leadingSurrogateOf(cp);
+  units[1] = trailingSurrogateOf(cp);
   return 2;
 }
 

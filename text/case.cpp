@@ -72,7 +72,7 @@ std::wstring trimwhitespace(const std::wstring& s) {
     if (isSurrogateA(v) && i < n) {
       const unsigned int w = static_cast<unsigned int>(s[i]);
       if (isSurrogateB(w)) {
-        v = ((v - 0xD800) << 10 | (w - 0xDC00)) + 0x10000;
+        v = combineSurrogates(v, w);
         ++i;
       }
     }

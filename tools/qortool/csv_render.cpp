@@ -23,9 +23,6 @@ bool isZeroWidth(CodePoint c) {
   return k == 4 || k == 6 || (k == 14 && v != 0xAD) || (v >= 0x1160 && v <= 0x11FF) || v == 0x200B;
 }
 
-bool isBreak(unsigned int c) {
-  return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
-}
 
 // The lines of a field as a table shows them: split at every line break (CR
 // LF is one), tabs as spaces, other control characters as their pictures.
@@ -33,7 +30,7 @@ std::vector<std::wstring> cellLines(const std::wstring& field) {
   std::vector<std::wstring> lines(1);
   for (std::size_t i = 0; i < field.size(); ++i) {
     const wchar_t c = field[i];
-    if (isBreak(static_cast<unsigned int>(c))) {
+    if (isLineEnd(static_cast<unsigned int>(c))) {
       if (c == L'\r' && i + 1 < field.size() && field[i + 1] == L'\n') ++i;
       lines.emplace_back();
     } else if (c == L'\t') {
@@ -225,7 +222,7 @@ private:
     bool quote = alone && f.empty();
     for (CodePointEnumerator e(f); e && !quote; ++e) {
       const unsigned int c = (*e).codePoint();
-      quote = c == L',' || c == L'"' || isBreak(c);
+      quote = c == L',' || c == L'"' || isLineEnd(static_cast<unsigned int>(c));
     }
     if (!f.empty()) {
       CodePointEnumerator first(f);

@@ -13,6 +13,33 @@
 #include <memory>
 #include <string>
 
+// c is a surrogate, 0xD800..0xDFFF.
+[[nodiscard]] constexpr bool isSurrogate(unsigned int c) { return (c & 0xFFFFF800u) == 0xD800; }
+// c is a leading (high) surrogate, 0xD800..0xDBFF.
+[[nodiscard]] constexpr bool isSurrogateA(unsigned int c) { return (c & 0xFFFFFC00u) == 0xD800; }
+// c is a trailing (low) surrogate, 0xDC00..0xDFFF.
+[[nodiscard]] constexpr bool isSurrogateB(unsigned int c) { return (c & 0xFFFFFC00u) == 0xDC00; }
+
+// The code point of the pair a, b, where isSurrogateA(a) and isSurrogateB(b).
+//
+// Example: combineSurrogates(0xD83D, 0xDE00) is 0x1F600.
+[[nodiscard]] constexpr unsigned int combineSurrogates(unsigned int a, unsigned int b) {
+  return ((a - 0xD800u) << 10 | (b - 0xDC00u)) + 0x10000u;
+}
+// The two units of v, 0x10000..0x10FFFF, as a surrogate pair.
+[[nodiscard]] constexpr wchar_t leadingSurrogateOf(unsigned int v) {
+  return static_cast<wchar_t>(0xD800u | ((v - 0x10000u) >> 10));
+}
+[[nodiscard]] constexpr wchar_t trailingSurrogateOf(unsigned int v) {
+  return static_cast<wchar_t>(0xDC00u | (v & 0x3FFu));
+}
+
+// c ends a line: LF, FF, CR, U+0085, U+2028 or U+2029 (CodePoint::eolCode is
+// not eolNone). A CR with an LF right after it is one line end; U+000B is none.
+[[nodiscard]] constexpr bool isLineEnd(unsigned int c) {
+  return c == 0x0A || c == 0x0C || c == 0x0D || c == 0x85 || c == 0x2028 || c == 0x2029;
+}
+
 // A Unicode character value: any 32-bit unsigned number, unchecked.
 //
 // Example:
@@ -57,8 +84,8 @@ public:
       return 1;
     }
     if (v > 0x10FFFF || n < 2) return 0;
-    buf[0] = static_cast<wchar_t>(0xD800 | ((v - 0x10000) >> 10));
-    buf[1] = static_cast<wchar_t>(0xDC00 | (v & 0x3FF));
+    buf[0] = leadingSurrogateOf(v);
+    buf[1] = trailingSurrogateOf(v);
     return 2;
   }
 
@@ -122,13 +149,6 @@ private:
 [[nodiscard]] inline bool operator==(CodePoint a, CodePoint b) { return a.codePoint() == b.codePoint(); }
 [[nodiscard]] inline bool operator!=(CodePoint a, CodePoint b) { return a.codePoint() != b.codePoint(); }
 
-// c is a surrogate, 0xD800..0xDFFF.
-[[nodiscard]] constexpr bool isSurrogate(unsigned int c) { return (c & 0xFFFFF800u) == 0xD800; }
-// c is a leading (high) surrogate, 0xD800..0xDBFF.
-[[nodiscard]] constexpr bool isSurrogateA(unsigned int c) { return (c & 0xFFFFFC00u) == 0xD800; }
-// c is a trailing (low) surrogate, 0xDC00..0xDFFF.
-[[nodiscard]] constexpr bool isSurrogateB(unsigned int c) { return (c & 0xFFFFFC00u) == 0xDC00; }
-
 // Walks a wide (UTF-16) string by code point, without owning it.
 //
 // Example:
@@ -157,7 +177,7 @@ public:
     const unsigned int a = static_cast<unsigned int>(m_pos[0]);
     if (isSurrogateA(a) && m_pos + 1 != m_end) {
       const unsigned int b = static_cast<unsigned int>(m_pos[1]);
-      if (isSurrogateB(b)) return CodePoint::codePoint(((a - 0xD800) << 10 | (b - 0xDC00)) + 0x10000);
+      if (isSurrogateB(b)) return CodePoint::codePoint(combineSurrogates(a, b));
     }
     return CodePoint::codePoint(a);
   }
