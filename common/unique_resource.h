@@ -1,6 +1,6 @@
 // One move-only owner for every kind of system resource the library holds:
 // kernel handles, registry keys, colour profiles and transforms, LocalAlloc
-// buffers and BSTRs. A small traits type names the stored type, the value
+// buffers, BSTRs and C runtime streams. A small traits type names the stored type, the value
 // that means "nothing held" and the function that closes; UniqueResource
 // does the rest, and closing never disturbs the thread's last error, so an
 // owner going out of scope while an error is reported keeps its code.
@@ -10,6 +10,7 @@
 #include <icm.h>
 #include <oleauto.h>
 
+#include <cstdio>
 #include <utility>
 
 namespace QOR::internal {
@@ -124,5 +125,13 @@ struct BstrTraits : NullIsEmpty<BSTR> {
   static void close(type value) noexcept { SysFreeString(value); }
 };
 using UniqueBstr = UniqueResource<BstrTraits>;
+
+// C runtime streams, closed with fclose.
+// Note: a close whose failure must be reported releases the stream and calls
+// fclose itself.
+struct FileStreamTraits : NullIsEmpty<std::FILE*> {
+  static void close(type value) noexcept { std::fclose(value); }
+};
+using UniqueFileStream = UniqueResource<FileStreamTraits>;
 
 }  // namespace QOR::internal

@@ -6,6 +6,7 @@
 #include <qorcor14/text/strings.h>
 
 #include "common/messages.h"
+#include "common/unique_resource.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -25,6 +26,7 @@ FILE* fileOpen(const std::wstring& name, const std::wstring& mode) {
 namespace {
 
 using QOR::internal::RawFileFailure;
+using QOR::internal::UniqueFileStream;
 
 // The catalogue message of `failure` formatted with the file name and the
 // runtime's text for err.
@@ -43,11 +45,7 @@ constexpr RawFileFailure kCloseFailed = RawFileFailure::close;
 
 class RawFileImp final : public QOR::RawFileWriter {
 public:
-  RawFileImp(std::wstring name, std::FILE* file) : m_name(std::move(name)), m_file(file) {}
-
-  ~RawFileImp() override {
-    if (m_file) std::fclose(m_file);
-  }
+  RawFileImp(std::wstring name, UniqueFileStream file) : m_name(std::move(name)), m_file(std::move(file)) {}
 
   RawFileImp(const RawFileImp&) = delete;
   RawFileImp& operator=(const RawFileImp&) = delete;
@@ -56,8 +54,8 @@ public:
 
   std::size_t read(void* buf, std::size_t n) override {
     requireOpen(kReadFailed);
-    const std::size_t got = std::fread(buf, 1, n, m_file);
-    if (std::ferror(m_file)) throw RawFileError(kReadFailed, m_name, errno);
+    const std::size_t got = std::fread(buf, 1, n, m_file.get());
+    if (std::ferror(m_file.get())) throw RawFileError(kReadFailed, m_name, errno);
     return got;
   }
 
@@ -65,29 +63,28 @@ public:
     requireOpen(kReadFailed);
     if (offset != 0 || origin != QOR::seekCurrent) {
       const int whence = origin == QOR::seekBegin ? SEEK_SET : origin == QOR::seekCurrent ? SEEK_CUR : SEEK_END;
-      if (_fseeki64(m_file, offset, whence) == -1) throw RawFileError(kReadFailed, m_name, errno);
+      if (_fseeki64(m_file.get(), offset, whence) == -1) throw RawFileError(kReadFailed, m_name, errno);
     }
-    const long long position = _ftelli64(m_file);
+    const long long position = _ftelli64(m_file.get());
     if (position == -1) throw RawFileError(kReadFailed, m_name, errno);
     return position;
   }
 
   void close() override {
     if (!m_file) return;
-    std::FILE* const file = m_file;
-    m_file = nullptr;  // closed even when fclose fails
+    std::FILE* const file = m_file.release();  // closed even when fclose fails
     if (std::fclose(file) == EOF) throw RawFileError(kCloseFailed, m_name, errno);
   }
 
   void write(const void* buf, std::size_t n) override {
     requireOpen(kWriteFailed);
-    std::fwrite(buf, 1, n, m_file);
-    if (std::ferror(m_file)) throw RawFileError(kWriteFailed, m_name, errno);
+    std::fwrite(buf, 1, n, m_file.get());
+    if (std::ferror(m_file.get())) throw RawFileError(kWriteFailed, m_name, errno);
   }
 
   // A closed file has nothing left to flush.
   void flush() override {
-    if (m_file && std::fflush(m_file) == EOF) throw RawFileError(kWriteFailed, m_name, errno);
+    if (m_file && std::fflush(m_file.get()) == EOF) throw RawFileError(kWriteFailed, m_name, errno);
   }
 
 private:
@@ -98,18 +95,13 @@ private:
   }
 
   std::wstring m_name;
-  std::FILE* m_file;
+  UniqueFileStream m_file;
 };
 
 RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, RawFileFailure failure) {
-  std::FILE* const file = _wfopen(name.c_str(), mode);
+  UniqueFileStream file(_wfopen(name.c_str(), mode));
   if (!file) throw RawFileError(failure, name, errno);
-  try {
-    return new RawFileImp(name, file);
-  } catch (...) {
-    std::fclose(file);  // the allocation failed: nothing may stay open
-    throw;
-  }
+  return new RawFileImp(name, std::move(file));  // a failed allocation closes it
 }
 
 } // namespace
