@@ -1,5 +1,5 @@
-// The AVX2 kernels of utf8(), 32 bytes a vector (see utf8_kernels.h). The
-// decoder's windows are the SSSE3 kernel's, in AVX encoding.
+// The AVX2 kernels of utf8(), 32 bytes a vector: the steps of
+// utf8_kernel_steps.h twice as wide (see utf8_kernels.h).
 #include "text/utf8_kernel_steps.h"
 
 namespace QOR::internal {
@@ -19,7 +19,7 @@ inline __m256i previousUnits(__m256i x) {
 
 // encode8 (utf8_kernel_steps.h) for the 16 units at p: returns 16, or 15
 // when the sixteenth leads a pair; writes 16 bytes at each of four places.
-inline unsigned encode16(const wchar_t* p, char*& out) {
+QOR_KERNEL_INLINE unsigned encode16(const wchar_t* p, char*& out) {
   const __m256i x = load32(p);
   const __m256i ascii = lanesEqual(x, 0xFF80, 0);
   const __m256i from800 = _mm256_xor_si256(lanesEqual(x, 0xF800, 0), _mm256_set1_epi32(-1));
@@ -72,7 +72,7 @@ inline unsigned encode16(const wchar_t* p, char*& out) {
 }
 
 // Adds the classes of the 32 bytes x as bits `shift` on (see classify16).
-inline void classify32(__m256i x, unsigned shift, ByteClasses& c) {
+QOR_KERNEL_INLINE void classify32(__m256i x, unsigned shift, ByteClasses& c) {
   const __m256i l2 = _mm256_and_si256(x, _mm256_slli_epi16(x, 1));
   const __m256i l3 = _mm256_and_si256(l2, _mm256_slli_epi16(x, 2));
   const __m256i l4 = _mm256_and_si256(l3, _mm256_slli_epi16(x, 3));
@@ -85,12 +85,87 @@ inline void classify32(__m256i x, unsigned shift, ByteClasses& c) {
   c.lead5 |= bits(l5);
 }
 
-// widenUnlessLead64 in 32-byte vectors.
-inline bool widenUnlessLead64x(const unsigned char* p, wchar_t* out) {
-  const __m256i a = load32(p), b = load32(p + 32);
-  if (!_mm256_testz_si256(_mm256_or_si256(a, b), _mm256_set1_epi8(static_cast<char>(0x80))) &&
-      !_mm256_testz_si256(_mm256_or_si256(_mm256_and_si256(a, _mm256_slli_epi16(a, 1)), _mm256_and_si256(b, _mm256_slli_epi16(b, 1))),
-                          _mm256_set1_epi8(static_cast<char>(0x80)))) {
+
+inline __m256i table32(const unsigned char* row) { return _mm256_broadcastsi128_si256(load16(row)); }
+
+// The 32 bytes before x moved up by k bytes into x: bytes j - k.
+template <int k>
+inline __m256i bytesBefore(__m256i x, __m256i prev) {
+  return _mm256_alignr_epi8(x, _mm256_permute2x128_si256(prev, x, 0x21), 16 - k);
+}
+
+// convert16 (utf8_kernel_steps.h) for 32 positions. The 16-bit lanes of lo
+// hold positions 0-7 and 16-23, those of hi 8-15 and 24-31.
+template <bool Fours>
+QOR_KERNEL_INLINE __m256i convert32(__m256i x, __m256i prev, __m256i classPrev, unsigned keep, __m256i& outside,
+                                    wchar_t*& out) {
+  const __m256i before1 = bytesBefore<1>(x, prev), before2 = bytesBefore<2>(x, prev);
+  const __m256i cls =
+      _mm256_shuffle_epi8(table32(kLeadClass), _mm256_and_si256(_mm256_srli_epi16(x, 4), _mm256_set1_epi8(0x0F)));
+  const __m256i c1 = bytesBefore<1>(cls, classPrev), c2 = bytesBefore<2>(cls, classPrev);
+  __m256i type = _mm256_or_si256(_mm256_and_si256(c1, _mm256_set1_epi8(1)), _mm256_and_si256(c2, _mm256_set1_epi8(6)));
+  if constexpr (Fours) {
+    const __m256i c3 = bytesBefore<3>(cls, classPrev);
+    type = _mm256_or_si256(type, _mm256_and_si256(_mm256_slli_epi16(c3, 1), _mm256_set1_epi8(8)));
+  }
+  const __m256i a = _mm256_and_si256(x, _mm256_shuffle_epi8(table32(kKeepA), type));
+  __m256i b = _mm256_and_si256(before1, _mm256_shuffle_epi8(table32(kKeepB), type));
+  __m256i c = _mm256_and_si256(before2, _mm256_shuffle_epi8(table32(kKeepC), type));
+  if constexpr (Fours) {
+    b = _mm256_or_si256(b, _mm256_shuffle_epi8(table32(kAddB), type));
+    c = _mm256_or_si256(c, _mm256_shuffle_epi8(table32(kAddC), type));
+  }
+  const __m256i weights = splat16x(0x4001), zero = _mm256_setzero_si256();
+  __m256i lo = _mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpacklo_epi8(a, b), weights),
+                                _mm256_slli_epi16(_mm256_unpacklo_epi8(zero, c), 4));
+  __m256i hi = _mm256_add_epi16(_mm256_maddubs_epi16(_mm256_unpackhi_epi8(a, b), weights),
+                                _mm256_slli_epi16(_mm256_unpackhi_epi8(zero, c), 4));
+  if constexpr (Fours) {
+    const __m256i third = _mm256_cmpeq_epi8(type, _mm256_set1_epi8(4));
+    const __m256i tlo = _mm256_unpacklo_epi8(third, third), thi = _mm256_unpackhi_epi8(third, third);
+    auto outsideRange = [](__m256i v) {
+      return _mm256_or_si256(_mm256_cmpgt_epi16(v, splat16x(0x43FF)), _mm256_cmpgt_epi16(splat16x(0x400), v));
+    };
+    outside = _mm256_or_si256(outside, _mm256_or_si256(_mm256_and_si256(tlo, outsideRange(lo)),
+                                                       _mm256_and_si256(thi, outsideRange(hi))));
+    lo = _mm256_blendv_epi8(lo, _mm256_add_epi16(_mm256_srli_epi16(lo, 4), splat16x(0xD7C0)), tlo);
+    hi = _mm256_blendv_epi8(hi, _mm256_add_epi16(_mm256_srli_epi16(hi, 4), splat16x(0xD7C0)), thi);
+  }
+  const Utf8KeepTable& t = kUtf8KeepTable;
+  const unsigned k0 = keep & 0xFF, k1 = keep >> 8 & 0xFF, k2 = keep >> 16 & 0xFF, k3 = keep >> 24 & 0xFF;
+  auto rows = [&t](unsigned high, unsigned low) {
+    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(t.shuffle[high]),
+                               reinterpret_cast<const __m128i*>(t.shuffle[low]));
+  };
+  const __m256i kept02 = _mm256_shuffle_epi8(lo, rows(k2, k0)), kept13 = _mm256_shuffle_epi8(hi, rows(k3, k1));
+  store16(out, _mm256_castsi256_si128(kept02));
+  out += t.count[k0];
+  store16(out, _mm256_castsi256_si128(kept13));
+  out += t.count[k1];
+  store16(out, _mm256_extracti128_si256(kept02, 1));
+  out += t.count[k2];
+  store16(out, _mm256_extracti128_si256(kept13, 1));
+  out += t.count[k3];
+  return cls;
+}
+
+// convertBlock16 in 32-byte vectors.
+template <bool Fours>
+QOR_KERNEL_INLINE bool convertBlock32(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
+  const __m256i x0 = load32(p), x1 = load32(p + 32), zero = _mm256_setzero_si256();
+  __m256i outside = zero;
+  const __m256i classes = convert32<Fours>(x0, zero, zero, static_cast<unsigned>(keep), outside, out);
+  convert32<Fours>(x1, x0, classes, static_cast<unsigned>(keep >> 32), outside, out);
+  return _mm256_testz_si256(outside, outside) != 0;
+}
+
+QOR_KERNEL_INLINE bool convertBlock32(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
+  return fours ? convertBlock32<true>(p, keep, out) : convertBlock32<false>(p, keep, out);
+}
+
+// widenAscii64 in 32-byte vectors.
+QOR_KERNEL_INLINE bool widenAscii64x(const unsigned char* p, wchar_t* out) {
+  if (!_mm256_testz_si256(_mm256_or_si256(load32(p), load32(p + 32)), _mm256_set1_epi8(static_cast<char>(0x80)))) {
     return false;
   }
   for (unsigned i = 0; i < 64; i += 16) {
@@ -141,10 +216,15 @@ void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
 }
 
 void decodeUtf8Avx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
-  decodeBlocks(c, end, widenUnlessLead64x, [](const unsigned char* p, ByteClasses& m) {
+  auto widenAll = [](const unsigned char* p, wchar_t* out) { return widenAscii64x(p, out); };
+  auto classify = [](const unsigned char* p, ByteClasses& m) {
     classify32(load32(p), 0, m);
     classify32(load32(p + 32), 32, m);
-  });
+  };
+  auto convert = [](const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
+    return convertBlock32(p, keep, fours, out);
+  };
+  decodeBlocks(c, end, widenAll, classify, convert);
 }
 
 }  // namespace QOR::internal

@@ -10,6 +10,14 @@
 
 #include <cstdint>
 
+// The steps are forced inline: a vector argument of a function that is not
+// inlined goes through memory under the Windows x64 convention.
+#if defined(_MSC_VER)
+#define QOR_KERNEL_INLINE __forceinline
+#else
+#define QOR_KERNEL_INLINE inline __attribute__((always_inline))
+#endif
+
 namespace QOR::internal {
 namespace {
 
@@ -36,7 +44,7 @@ inline __m128i lanesEqual(__m128i x, unsigned mask, unsigned value) {
 // for (c >> 12) + 0xC00, whose two-byte form is F0 | c >> 18, 80 | c >> 12 &
 // 3F, and the trailing half for c & 0xFFF with the middle byte's form, 80 |
 // c >> 6 & 3F, 80 | c & 3F (c being the code point).
-inline unsigned encode8(const wchar_t* p, char*& out) {
+QOR_KERNEL_INLINE unsigned encode8(const wchar_t* p, char*& out) {
   const __m128i x = load16(p);
   const __m128i ascii = lanesEqual(x, 0xFF80, 0);
   const __m128i from800 = _mm_xor_si128(lanesEqual(x, 0xF800, 0), _mm_set1_epi32(-1));
@@ -117,7 +125,7 @@ struct ByteClasses {
 
 // Adds the classes of the 16 bytes x, as bits `shift` on. Bit 7 of a byte
 // shifted left by k within its 16-bit lane is its own bit 7 - k.
-inline void classify16(__m128i x, unsigned shift, ByteClasses& c) {
+QOR_KERNEL_INLINE void classify16(__m128i x, unsigned shift, ByteClasses& c) {
   const __m128i l2 = _mm_and_si128(x, _mm_slli_epi16(x, 1));
   const __m128i l3 = _mm_and_si128(l2, _mm_slli_epi16(x, 2));
   const __m128i l4 = _mm_and_si128(l3, _mm_slli_epi16(x, 3));
@@ -130,74 +138,103 @@ inline void classify16(__m128i x, unsigned shift, ByteClasses& c) {
   c.lead5 |= bits(l5);
 }
 
-// The sequences of a window whose gather row takes 32-bit lanes (see
-// makeUtf8WindowTable), written at out. Each lane's bytes, last first, sum to
-// the accumulated value of the decoder's rules, v = ((lead << 6) + b1) << 6
-// ..., from which the offset for its length is taken; a four-byte value
-// becomes a surrogate pair. Returns false, having written nothing that
-// counts, when a four-byte sequence lies outside U+10000..U+10FFFF.
-inline bool decodeLanes32(__m128i in, const Utf8WindowEntry& e, wchar_t*& out) {
-  const Utf8WindowTable& t = kUtf8WindowTable;
-  const __m128i g = _mm_shuffle_epi8(in, load16(t.gather32[e.shape]));
-  const __m128i r = _mm_madd_epi16(_mm_maddubs_epi16(g, splat16(0x4001)), splat32(0x10000001));
-  // Lengths by the lead's place: two bytes from 0x3080, three from 0xE2080,
-  // four from 0x3C82080; one byte is below 0xC0.
-  const __m128i two = _mm_cmpgt_epi32(r, splat32(0x2FFF));
-  const __m128i three = _mm_cmpgt_epi32(r, splat32(0xDFFFF));
-  const __m128i four = _mm_cmpgt_epi32(r, splat32(0x3BFFFFF));
-  const __m128i v = _mm_sub_epi32(
-      r, _mm_add_epi32(_mm_and_si128(two, splat32(0x3080)),
-                       _mm_add_epi32(_mm_and_si128(three, splat32(0xDF000)), _mm_and_si128(four, splat32(0x3BA0000)))));
-  const unsigned taken = (1u << e.sequences) - 1;
-  const unsigned fours = static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(four))) & taken;
-  if (fours == 0) {
-    const __m128i low16 = _mm_setr_epi8(0, 1, 4, 5, 8, 9, 12, 13, -1, -1, -1, -1, -1, -1, -1, -1);
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(v, low16));
-    out += e.sequences;
-    return true;
+// --- decoding a block ------------------------------------------------------------
+//
+// In a block whose sequences all have the form the kernels convert (a byte
+// below 0xC0 alone, or a lead of two to four bytes followed by that many
+// bytes 0x80..0xBF), the unit at byte j follows from the lead classes of the
+// bytes before it. Lane types: 0 a byte alone, 1 the end of two, 2 the end
+// of three, 4 the third byte of four (the leading surrogate), 8 the end of
+// four. Each lane computes a + 64 b + 4096 c (16 bits) from its byte (a), the
+// byte before (b) and the one before that (c), each masked and offset by its
+// type:
+//   alone       a = byte
+//   end of two  a = byte & 3F, b = lead & 1F
+//   end of 3    a = byte & 3F, b = byte before & 3F, c = lead & 0F
+//   end of 4    a = byte & 3F, b = (byte before & 0F) + 30, c = D: DC00 + ...
+//   third of 4  a = byte & 3F, b = byte before & 3F, c = lead & 07, whose
+//               sum shifted right by 4 is (code point >> 10); the lane then
+//               becomes that + D7C0, and is in range when the sum lies in
+//               400..43FF.
+// The other lanes (leads, and the second bytes of three and four) are junk,
+// and kUtf8KeepTable drops them.
+alignas(16) constexpr unsigned char kKeepA[16] = {0xFF, 0x3F, 0x3F, 0, 0x3F, 0, 0, 0, 0x3F};
+alignas(16) constexpr unsigned char kKeepB[16] = {0, 0x3F, 0x3F, 0, 0x3F, 0, 0, 0, 0x0F};
+alignas(16) constexpr unsigned char kAddB[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0x30};
+alignas(16) constexpr unsigned char kKeepC[16] = {0, 0, 0x0F, 0, 0x0F};
+alignas(16) constexpr unsigned char kAddC[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0x0D};
+// Lead class by a byte's high nibble: 1 for C and D, 2 for E, 4 for F.
+alignas(16) constexpr unsigned char kLeadClass[16] = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 2, 4};
+
+// Converts the 16 positions x (prev: the 16 bytes before, classPrev their
+// lead classes; zero at a block's start) and keeps those whose bits are set
+// in `keep`. With Fours (else the block has no four-byte sequence), marks in
+// `outside` the third bytes of four whose value lies outside
+// U+10000..U+10FFFF. Returns the lead classes of x.
+template <bool Fours>
+QOR_KERNEL_INLINE __m128i convert16(__m128i x, __m128i prev, __m128i classPrev, unsigned keep, __m128i& outside,
+                                    wchar_t*& out) {
+  const __m128i before1 = _mm_alignr_epi8(x, prev, 15), before2 = _mm_alignr_epi8(x, prev, 14);
+  const __m128i cls = _mm_shuffle_epi8(load16(kLeadClass), _mm_and_si128(_mm_srli_epi16(x, 4), _mm_set1_epi8(0x0F)));
+  const __m128i c1 = _mm_alignr_epi8(cls, classPrev, 15), c2 = _mm_alignr_epi8(cls, classPrev, 14);
+  __m128i type = _mm_or_si128(_mm_and_si128(c1, _mm_set1_epi8(1)), _mm_and_si128(c2, _mm_set1_epi8(6)));
+  if constexpr (Fours) {
+    const __m128i c3 = _mm_alignr_epi8(cls, classPrev, 13);
+    type = _mm_or_si128(type, _mm_and_si128(_mm_slli_epi16(c3, 1), _mm_set1_epi8(8)));
   }
-  const __m128i s = _mm_sub_epi32(v, splat32(0x10000));
-  const __m128i outside = _mm_or_si128(_mm_cmplt_epi32(s, _mm_setzero_si128()), _mm_cmpgt_epi32(s, splat32(0xFFFFF)));
-  if (static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(outside))) & fours) return false;
-  const __m128i pair = _mm_or_si128(_mm_add_epi32(_mm_srli_epi32(s, 10), splat32(0xD800)),
-                                    _mm_slli_epi32(_mm_or_si128(_mm_and_si128(s, splat32(0x3FF)), splat32(0xDC00)), 16));
-  const __m128i lanes = _mm_or_si128(_mm_and_si128(four, pair), _mm_andnot_si128(four, v));
-  store16(out, _mm_shuffle_epi8(lanes, load16(t.packPairs[fours])));
-  out += e.sequences + t.pairCount[fours];
-  return true;
+  const __m128i a = _mm_and_si128(x, _mm_shuffle_epi8(load16(kKeepA), type));
+  __m128i b = _mm_and_si128(before1, _mm_shuffle_epi8(load16(kKeepB), type));
+  __m128i c = _mm_and_si128(before2, _mm_shuffle_epi8(load16(kKeepC), type));
+  if constexpr (Fours) {
+    b = _mm_or_si128(b, _mm_shuffle_epi8(load16(kAddB), type));
+    c = _mm_or_si128(c, _mm_shuffle_epi8(load16(kAddC), type));
+  }
+  const __m128i weights = splat16(0x4001), zero = _mm_setzero_si128();
+  __m128i lo = _mm_add_epi16(_mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), weights),
+                             _mm_slli_epi16(_mm_unpacklo_epi8(zero, c), 4));
+  __m128i hi = _mm_add_epi16(_mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), weights),
+                             _mm_slli_epi16(_mm_unpackhi_epi8(zero, c), 4));
+  if constexpr (Fours) {
+    const __m128i third = _mm_cmpeq_epi8(type, _mm_set1_epi8(4));
+    const __m128i tlo = _mm_unpacklo_epi8(third, third), thi = _mm_unpackhi_epi8(third, third);
+    auto outsideRange = [](__m128i v) {
+      return _mm_or_si128(_mm_cmpgt_epi16(v, splat16(0x43FF)), _mm_cmpgt_epi16(splat16(0x400), v));
+    };
+    outside = _mm_or_si128(outside, _mm_or_si128(_mm_and_si128(tlo, outsideRange(lo)), _mm_and_si128(thi, outsideRange(hi))));
+    lo = _mm_or_si128(_mm_andnot_si128(tlo, lo), _mm_and_si128(tlo, _mm_add_epi16(_mm_srli_epi16(lo, 4), splat16(0xD7C0))));
+    hi = _mm_or_si128(_mm_andnot_si128(thi, hi), _mm_and_si128(thi, _mm_add_epi16(_mm_srli_epi16(hi, 4), splat16(0xD7C0))));
+  }
+  const Utf8KeepTable& t = kUtf8KeepTable;
+  const unsigned k0 = keep & 0xFF, k1 = keep >> 8 & 0xFF;
+  store16(out, _mm_shuffle_epi8(lo, load16(t.shuffle[k0])));
+  out += t.count[k0];
+  store16(out, _mm_shuffle_epi8(hi, load16(t.shuffle[k1])));
+  out += t.count[k1];
+  return cls;
 }
 
-// Decodes the window of 16 bytes at p, whose sequence ends are the low 12
-// bits of `ends` (bit j: byte j ends a sequence) and all of whose sequences
-// have the form that the kernels convert: a byte below 0xC0 alone, or a lead
-// of two to four bytes followed by that many bytes 0x80..0xBF. Writes up to 8
-// units from out on and returns the bytes taken (1 to 12).
-inline unsigned decodeWindow(const unsigned char* p, unsigned ends, wchar_t*& out) {
-  const Utf8WindowTable& t = kUtf8WindowTable;
-  const Utf8WindowEntry& e = t.entry[ends & 0xFFF];
-  const __m128i in = load16(p);
-  if (e.byLanes16) {
-    // Lanes of two bytes have their lead, 0xC0 or above, in the high byte.
-    const __m128i g = _mm_shuffle_epi8(in, load16(t.gather16[e.shape]));
-    store16(out, _mm_sub_epi16(_mm_maddubs_epi16(g, splat16(0x4001)),
-                               _mm_and_si128(_mm_srai_epi16(g, 15), splat16(0x3080))));
-    out += e.sequences;
-  } else if (!decodeLanes32(in, e, out)) {
-    for (const unsigned char* q = p; q != p + e.consumed;) q = decodeOne(q, out);
+// Converts the 64-byte block at p with convert16, keeping the positions of
+// `keep`; false when a four-byte value lies outside the pair range.
+template <bool Fours>
+QOR_KERNEL_INLINE bool convertBlock16(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
+  __m128i prev = _mm_setzero_si128(), classes = _mm_setzero_si128(), outside = _mm_setzero_si128();
+  for (unsigned i = 0; i < 64; i += 16) {
+    const __m128i x = load16(p + i);
+    classes = convert16<Fours>(x, prev, classes, static_cast<unsigned>(keep >> i), outside, out);
+    prev = x;
   }
-  return e.consumed;
+  return _mm_movemask_epi8(outside) == 0;
 }
 
-// When the 64 bytes at p hold no lead byte (0xC0 or above), so that each byte
-// is a unit of its own: widens them to out and returns true.
-inline bool widenUnlessLead64(const unsigned char* p, wchar_t* out) {
+QOR_KERNEL_INLINE bool convertBlock16(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
+  return fours ? convertBlock16<true>(p, keep, out) : convertBlock16<false>(p, keep, out);
+}
+
+// When the 64 bytes at p are all below 0x80: widens them to out and returns
+// true. (A block with bytes 0x80..0xBF alone goes through convert.)
+QOR_KERNEL_INLINE bool widenAscii64(const unsigned char* p, wchar_t* out) {
   const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32), d = load16(p + 48);
-  const __m128i any = _mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d));
-  if (_mm_movemask_epi8(any) != 0) {
-    const __m128i leads = _mm_or_si128(_mm_or_si128(_mm_and_si128(a, _mm_slli_epi16(a, 1)), _mm_and_si128(b, _mm_slli_epi16(b, 1))),
-                                       _mm_or_si128(_mm_and_si128(c, _mm_slli_epi16(c, 1)), _mm_and_si128(d, _mm_slli_epi16(d, 1))));
-    if (_mm_movemask_epi8(leads) != 0) return false;
-  }
+  if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) != 0) return false;
   widen16(a, out);
   widen16(b, out + 16);
   widen16(c, out + 32);
@@ -205,16 +242,18 @@ inline bool widenUnlessLead64(const unsigned char* p, wchar_t* out) {
   return true;
 }
 
-// Decodes from c.in while `end` is at least 96 bytes away, in blocks of 64
-// bytes, which `widenAll` (p, out) takes when they hold no lead byte and
-// `classify` (p, ByteClasses&) classifies otherwise.
-template <class WidenAll, class Classify>
-inline void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* end, WidenAll widenAll, Classify classify) {
+// Decodes from c.in while `end` is at least 80 bytes away, in blocks of 64
+// bytes: `widenAll` (p, out) takes a block of ASCII whole,
+// `classify` (p, ByteClasses&) classifies the others, and `convert` (p, keep,
+// fours, out) converts them as convertBlock16 does.
+template <class WidenAll, class Classify, class Convert>
+inline void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* end, WidenAll widenAll, Classify classify,
+                         Convert convert) {
   const unsigned char* p = c.in;
   wchar_t* out = c.out;
-  // A block reads 16 bytes past its 64 and writes at most 16 units beyond
-  // what it decodes; units never outnumber the bytes they come from.
-  while (end - p >= 96) {
+  // A block writes at most 8 units beyond what it decodes, and units never
+  // outnumber the bytes they come from.
+  while (end - p >= 80) {
     if (widenAll(p, out)) {
       p += 64;
       out += 64;
@@ -225,25 +264,21 @@ inline void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* end, WidenAll
     // The bytes that a lead takes after it; the kernels convert them only
     // when they are all 0x80..0xBF, with no lead of five or six bytes.
     const std::uint64_t taken = m.lead << 1 | m.lead3 << 2 | m.lead4 << 3;
-    if ((taken & ~(m.high & ~m.lead)) != 0 || m.lead5 != 0) {
-      for (const unsigned char* stop = p + 16; p < stop;) p = decodeOne(p, out);
-      continue;
-    }
-    // Byte j ends a sequence when byte j + 1 starts one. Bit 63 stays 0, as
-    // byte 64 is not known: windows take only sequences that end by byte 62.
-    const std::uint64_t ends = ~taken >> 1;
-    unsigned pos = 0;
-    while (pos <= 51) {
-      const std::uint64_t w = ends >> pos;
-      if (pos <= 47 && (w & 0xFFFF) == 0xFFFF) {
-        widen16(load16(p + pos), out);
-        out += 16;
-        pos += 16;
+    wchar_t* const blockOut = out;
+    if ((taken & ~(m.high & ~m.lead)) == 0 && m.lead5 == 0) {
+      // A sequence that runs past the block is left to the next one; only a
+      // lead at 61 (four bytes), 62 (three or four) or 63 can start it.
+      const unsigned n = m.lead4 >> 61 & 1u ? 61 : m.lead3 >> 62 & 1u ? 62 : m.lead >> 63 ? 63 : 64;
+      const std::uint64_t inside = n == 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << n) - 1;
+      // Units come from the bytes that are no lead nor second of three or four.
+      const std::uint64_t keep = ~m.lead & ~(m.lead3 << 1) & inside;
+      if (convert(p, keep, (m.lead4 & inside) != 0, out)) {
+        p += n;
         continue;
       }
-      pos += decodeWindow(p + pos, static_cast<unsigned>(w), out);
+      out = blockOut;
     }
-    p += pos;
+    for (const unsigned char* stop = p + 16; p < stop;) p = decodeOne(p, out);
   }
   c = {p, out};
 }

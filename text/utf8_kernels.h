@@ -82,87 +82,34 @@ consteval Utf8PackTable makeUtf8PackTable() {
 
 inline constexpr Utf8PackTable kUtf8PackTable = makeUtf8PackTable();
 
-// --- decoding tables --------------------------------------------------------------
+// --- decoding table ---------------------------------------------------------------
 //
-// The decoders mark the last byte of every sequence in a 64-bit mask and then
-// convert windows of 16 input bytes, taking the sequences that end in the
-// window's first 12 bytes: the 12 mask bits choose a row that gathers the
-// bytes of each sequence into a lane of its own, last byte first.
-//   byLanes16: up to 8 sequences of one or two bytes, one 16-bit lane each.
-//   otherwise: up to 4 sequences of one to four bytes, one 32-bit lane each.
-struct Utf8WindowEntry {
-  unsigned char byLanes16;  // 1 for 16-bit lanes
-  unsigned char shape;      // the gather row: 1 bit (16-bit lanes) or 2 bits (32-bit) per sequence
-  unsigned char consumed;   // bytes taken; 0 when no sequence ends in the window
-  unsigned char sequences;  // sequences taken
+// The decoders work out a unit at every byte position at once, and then keep
+// those of the positions that end a sequence (and the third byte of a
+// four-byte one, for the leading surrogate). Row m of the table packs the
+// 16-bit lanes of eight positions whose bits are set in m; count is the
+// number of them.
+struct Utf8KeepTable {
+  alignas(16) unsigned char shuffle[256][16];
+  unsigned char count[256];
 };
 
-struct Utf8WindowTable {
-  Utf8WindowEntry entry[4096];
-  // Gathers for 16-bit lanes by the bit pattern "two bytes", and for 32-bit
-  // lanes by the pattern of lengths less one; 0x80 yields a zero byte.
-  alignas(16) unsigned char gather16[256][16];
-  alignas(16) unsigned char gather32[256][16];
-  // Packs 32-bit lanes that hold one unit (low half) or a surrogate pair, by
-  // the bit pattern "pair"; and the number of pairs in each pattern.
-  alignas(16) unsigned char packPairs[16][16];
-  unsigned char pairCount[16];
-};
-
-consteval Utf8WindowTable makeUtf8WindowTable() {
-  Utf8WindowTable t{};
-  for (unsigned ends = 0; ends < 4096; ++ends) {
-    unsigned length[12] = {}, last[12] = {}, n = 0, start = 0;
-    for (unsigned j = 0; j < 12; ++j) {
-      if (ends >> j & 1u) {
-        length[n] = j + 1 - start;
-        last[n++] = j;
-        start = j + 1;
-      }
-    }
-    Utf8WindowEntry& e = t.entry[ends];
-    const unsigned n16 = n < 8 ? n : 8, n32 = n < 4 ? n : 4;
-    bool short16 = n16 > 0, fits32 = n32 > 0;
-    for (unsigned k = 0; k < n16; ++k) short16 = short16 && length[k] <= 2;
-    for (unsigned k = 0; k < n32; ++k) fits32 = fits32 && length[k] <= 4;
-    if (short16) {
-      e.byLanes16 = 1;
-      for (unsigned k = 0; k < n16; ++k) e.shape = static_cast<unsigned char>(e.shape | (length[k] - 1) << k);
-      e.sequences = static_cast<unsigned char>(n16);
-      e.consumed = static_cast<unsigned char>(last[n16 - 1] + 1);
-    } else if (fits32) {
-      for (unsigned k = 0; k < n32; ++k) e.shape = static_cast<unsigned char>(e.shape | (length[k] - 1) << 2 * k);
-      e.sequences = static_cast<unsigned char>(n32);
-      e.consumed = static_cast<unsigned char>(last[n32 - 1] + 1);
-    }
-  }
+consteval Utf8KeepTable makeUtf8KeepTable() {
+  Utf8KeepTable t{};
   for (unsigned row = 0; row < 256; ++row) {
-    unsigned end16 = 0, end32 = 0;
-    for (unsigned k = 0; k < 8; ++k) {
-      const unsigned len = 1 + (row >> k & 1u);
-      end16 += len;
-      for (unsigned i = 0; i < 2; ++i) {
-        t.gather16[row][2 * k + i] = static_cast<unsigned char>(i < len && end16 <= 16 ? end16 - 1 - i : 0x80);
+    unsigned n = 0;
+    for (unsigned lane = 0; lane < 8; ++lane) {
+      if (row >> lane & 1u) {
+        t.shuffle[row][n++] = static_cast<unsigned char>(2 * lane);
+        t.shuffle[row][n++] = static_cast<unsigned char>(2 * lane + 1);
       }
     }
-    for (unsigned k = 0; k < 4; ++k) {
-      const unsigned len = 1 + (row >> 2 * k & 3u);
-      end32 += len;
-      for (unsigned i = 0; i < 4; ++i) t.gather32[row][4 * k + i] = static_cast<unsigned char>(i < len ? end32 - 1 - i : 0x80);
-    }
-  }
-  for (unsigned pairs = 0; pairs < 16; ++pairs) {
-    unsigned n = 0;
-    for (unsigned k = 0; k < 4; ++k) {
-      const unsigned units = 1 + (pairs >> k & 1u);
-      for (unsigned i = 0; i < 2 * units; ++i) t.packPairs[pairs][n++] = static_cast<unsigned char>(4 * k + i);
-    }
-    t.pairCount[pairs] = static_cast<unsigned char>(n / 2 - 4);
-    for (unsigned k = n; k < 16; ++k) t.packPairs[pairs][k] = 0x80;
+    t.count[row] = static_cast<unsigned char>(n / 2);
+    for (unsigned k = n; k < 16; ++k) t.shuffle[row][k] = 0x80;
   }
   return t;
 }
 
-inline constexpr Utf8WindowTable kUtf8WindowTable = makeUtf8WindowTable();
+inline constexpr Utf8KeepTable kUtf8KeepTable = makeUtf8KeepTable();
 
 }  // namespace QOR::internal
