@@ -12,45 +12,44 @@ inline __m256i lanesEqual(__m256i x, unsigned mask, unsigned value) {
   return _mm256_cmpeq_epi16(_mm256_and_si256(x, splat16x(mask)), splat16x(value));
 }
 
-// x moved up by one 16-bit lane, across the halves, with a zero lane 0.
-inline __m256i previousUnits(__m256i x) {
-  return _mm256_alignr_epi8(x, _mm256_permute2x128_si256(x, x, 0x08), 14);
+// The units before those of x: x moved up by one 16-bit lane, across the
+// halves, with the last unit of prev in lane 0.
+inline __m256i previousUnits(__m256i x, __m256i prev) {
+  return _mm256_alignr_epi8(x, _mm256_permute2x128_si256(prev, x, 0x21), 14);
 }
 
-// encode8 (utf8_kernel_steps.h) for the 16 units at p: returns 16, or 15
-// when the sixteenth leads a pair; writes 16 bytes at each of four places.
-QOR_KERNEL_INLINE unsigned encode16(const wchar_t* p, char*& out) {
+// encode8 (utf8_kernel_steps.h) for the 16 units at p; writes 16 bytes at
+// each of four places.
+QOR_KERNEL_INLINE void encode16(const wchar_t* p, char*& out, __m256i& units, __m256i& leads) {
   const __m256i x = load32(p);
   const __m256i ascii = lanesEqual(x, 0xFF80, 0);
-  const __m256i from800 = _mm256_xor_si256(lanesEqual(x, 0xF800, 0), _mm256_set1_epi32(-1));
-  __m256i v = x, middle = from800, three = from800;
-  unsigned taken = 16;
+  const __m256i below800 = lanesEqual(x, 0xF800, 0);
+  __m256i v = x, twoBytes = below800, notThree = below800, lead = _mm256_setzero_si256();
   if (_mm256_movemask_epi8(lanesEqual(x, 0xF800, 0xD800)) != 0) {
     const __m256i y = load32(p + 1);
-    const __m256i lead = _mm256_and_si256(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
-    const __m256i trail = previousUnits(lead);
+    lead = _mm256_and_si256(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
+    const __m256i trail = previousUnits(lead, leads);
     const __m256i payload = _mm256_and_si256(x, splat16x(0x3FF));
     const __m256i high =
         _mm256_add_epi16(_mm256_srli_epi16(_mm256_add_epi16(payload, splat16x(0x40)), 2), splat16x(0xC00));
     const __m256i low =
-        _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(previousUnits(x), splat16x(3)), 10), payload);
+        _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(previousUnits(x, units), splat16x(3)), 10), payload);
     v = _mm256_or_si256(_mm256_andnot_si256(_mm256_or_si256(lead, trail), x),
                         _mm256_or_si256(_mm256_and_si256(lead, high), _mm256_and_si256(trail, low)));
-    middle = _mm256_andnot_si256(lead, from800);
-    three = _mm256_andnot_si256(trail, middle);
-    if (static_cast<unsigned>(_mm256_movemask_epi8(lead)) & 0x80000000u) taken = 15;
+    twoBytes = _mm256_or_si256(below800, lead);
+    notThree = _mm256_or_si256(twoBytes, trail);
   }
+  units = x;
+  leads = lead;
   const __m256i dupLow = _mm256_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14,  //
                                           0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
   const __m256i first =
       _mm256_or_si256(_mm256_and_si256(_mm256_shuffle_epi8(v, dupLow), splat16x(0x3F7F)), splat16x(0x8000));
-  const __m256i second = _mm256_xor_si256(
-      _mm256_or_si256(
-          _mm256_or_si256(_mm256_srli_epi16(v, 12), _mm256_and_si256(_mm256_slli_epi16(v, 2), splat16x(0x3F00))),
-          splat16x(0xC0E0)),
-      _mm256_and_si256(middle, splat16x(0x4000)));
-  const unsigned rows = (~static_cast<unsigned>(_mm256_movemask_epi8(ascii)) & 0x55555555u) |
-                        (static_cast<unsigned>(_mm256_movemask_epi8(three)) & 0xAAAAAAAAu);
+  const __m256i second = _mm256_or_si256(
+      _mm256_or_si256(_mm256_srli_epi16(v, 12), _mm256_and_si256(_mm256_slli_epi16(v, 2), splat16x(0x3F00))),
+      _mm256_or_si256(splat16x(0x80E0), _mm256_and_si256(twoBytes, splat16x(0x4000))));
+  const unsigned rows = ~((static_cast<unsigned>(_mm256_movemask_epi8(ascii)) & 0x55555555u) |
+                          (static_cast<unsigned>(_mm256_movemask_epi8(notThree)) & 0xAAAAAAAAu));
   const Utf8PackTable& t = kUtf8PackTable;
   const unsigned r0 = rows & 0xFF, r1 = rows >> 8 & 0xFF, r2 = rows >> 16 & 0xFF, r3 = rows >> 24;
   // The halves hold units 0-3 and 8-11 (lo), 4-7 and 12-15 (hi).
@@ -67,8 +66,7 @@ QOR_KERNEL_INLINE unsigned encode16(const wchar_t* p, char*& out) {
   store16(out, _mm256_extracti128_si256(lo, 1));
   out += t.length[r2];
   store16(out, _mm256_extracti128_si256(hi, 1));
-  out += t.length[r3] - (taken == 15 ? 2 : 0);
-  return taken;
+  out += t.length[r3];
 }
 
 // Adds the classes of the 32 bytes x as bits `shift` on (see classify16).
@@ -200,18 +198,22 @@ std::size_t encodedExtraAvx2(const wchar_t*& p, const wchar_t* end) noexcept {
 void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
   const wchar_t* p = c.in;
   char* out = c.out;
-  // As the SSSE3 kernel: a step reads 32 units and writes at most 14 bytes
+  // As the SSSE3 kernel: a step reads 32 units and writes at most 15 bytes
   // beyond what it encodes.
+  __m256i units = _mm256_setzero_si256(), leads = _mm256_setzero_si256();
   while (end - p >= 48) {
     const __m256i a = load32(p), b = load32(p + 16);
     if (_mm256_testz_si256(_mm256_or_si256(a, b), splat16x(0xFF80))) {
       _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8));
       p += 32;
       out += 32;
+      leads = _mm256_setzero_si256();
       continue;
     }
-    p += encode16(p, out);
+    encode16(p, out, units, leads);
+    p += 16;
   }
+  finishPair((static_cast<unsigned>(_mm256_movemask_epi8(leads)) & 0x80000000u) != 0, p, out);
   c = {p, out};
 }
 

@@ -33,51 +33,63 @@ inline __m128i lanesEqual(__m128i x, unsigned mask, unsigned value) {
 
 // --- encoding ------------------------------------------------------------------
 
-// Encodes the eight units at p, reading the ninth for a pair, writes 16 bytes
-// at each of two places from out on, and returns how many units it took: 8,
-// or 7 when the eighth leads a pair (which the next step takes whole).
+// Encodes the eight units at p, reading the ninth for a pair, and writes 16
+// bytes at each of two places from out on. `units` and `leads` carry the
+// previous step's units and its leads of pairs (zero before the first step):
+// a pair across two steps is written half by each, so that every step takes
+// eight units and the next load never waits for this one.
 //
 // Each unit becomes a four-byte slot [v & 0x7F, 0x80 | v & 0x3F,
-// 0xE0 | v >> 12, 0xC0 | (v >> 6) & 0x3F], whose last byte loses 0x40 when it
-// is the middle byte of three; kUtf8PackTable then keeps 1, 2 or 3 bytes of
-// each slot. A pair is given two slots of two bytes: the leading half stands
+// 0xE0 | v >> 12, 0x80 | (v >> 6) & 0x3F], whose last byte gains 0x40 when it
+// leads a sequence of two; kUtf8PackTable then keeps 1, 2 or 3 bytes of each
+// slot. A pair is given two slots of two bytes: the leading half stands
 // for (c >> 12) + 0xC00, whose two-byte form is F0 | c >> 18, 80 | c >> 12 &
 // 3F, and the trailing half for c & 0xFFF with the middle byte's form, 80 |
 // c >> 6 & 3F, 80 | c & 3F (c being the code point).
-QOR_KERNEL_INLINE unsigned encode8(const wchar_t* p, char*& out) {
+QOR_KERNEL_INLINE void encode8(const wchar_t* p, char*& out, __m128i& units, __m128i& leads) {
   const __m128i x = load16(p);
   const __m128i ascii = lanesEqual(x, 0xFF80, 0);
-  const __m128i from800 = _mm_xor_si128(lanesEqual(x, 0xF800, 0), _mm_set1_epi32(-1));
-  __m128i v = x, middle = from800, three = from800;
-  unsigned taken = 8;
+  const __m128i below800 = lanesEqual(x, 0xF800, 0);
+  __m128i v = x, twoBytes = below800, notThree = below800, lead = _mm_setzero_si128();
   if (_mm_movemask_epi8(lanesEqual(x, 0xF800, 0xD800)) != 0) {
     const __m128i y = load16(p + 1);
-    const __m128i lead = _mm_and_si128(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
-    const __m128i trail = _mm_slli_si128(lead, 2);
+    lead = _mm_and_si128(lanesEqual(x, 0xFC00, 0xD800), lanesEqual(y, 0xFC00, 0xDC00));
+    const __m128i trail = _mm_alignr_epi8(lead, leads, 14);
     const __m128i payload = _mm_and_si128(x, splat16(0x3FF));
     const __m128i high = _mm_add_epi16(_mm_srli_epi16(_mm_add_epi16(payload, splat16(0x40)), 2), splat16(0xC00));
-    const __m128i low = _mm_or_si128(_mm_slli_epi16(_mm_and_si128(_mm_slli_si128(x, 2), splat16(3)), 10), payload);
+    const __m128i low =
+        _mm_or_si128(_mm_slli_epi16(_mm_and_si128(_mm_alignr_epi8(x, units, 14), splat16(3)), 10), payload);
     v = _mm_or_si128(_mm_andnot_si128(_mm_or_si128(lead, trail), x),
                      _mm_or_si128(_mm_and_si128(lead, high), _mm_and_si128(trail, low)));
-    middle = _mm_andnot_si128(lead, from800);
-    three = _mm_andnot_si128(trail, middle);
-    if (_mm_movemask_epi8(lead) & 0x8000) taken = 7;
+    twoBytes = _mm_or_si128(below800, lead);
+    notThree = _mm_or_si128(twoBytes, trail);
   }
+  units = x;
+  leads = lead;
   const __m128i dupLow = _mm_setr_epi8(0, 0, 2, 2, 4, 4, 6, 6, 8, 8, 10, 10, 12, 12, 14, 14);
   const __m128i first = _mm_or_si128(_mm_and_si128(_mm_shuffle_epi8(v, dupLow), splat16(0x3F7F)), splat16(0x8000));
   const __m128i second =
-      _mm_xor_si128(_mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 12), _mm_and_si128(_mm_slli_epi16(v, 2), splat16(0x3F00))),
-                                 splat16(0xC0E0)),
-                    _mm_and_si128(middle, splat16(0x4000)));
-  const unsigned rows = (~static_cast<unsigned>(_mm_movemask_epi8(ascii)) & 0x5555u) |
-                        (static_cast<unsigned>(_mm_movemask_epi8(three)) & 0xAAAAu);
+      _mm_or_si128(_mm_or_si128(_mm_srli_epi16(v, 12), _mm_and_si128(_mm_slli_epi16(v, 2), splat16(0x3F00))),
+                   _mm_or_si128(splat16(0x80E0), _mm_and_si128(twoBytes, splat16(0x4000))));
+  const unsigned rows =
+      ~static_cast<unsigned>((_mm_movemask_epi8(ascii) & 0x5555) | (_mm_movemask_epi8(notThree) & 0xAAAA)) & 0xFFFFu;
   const Utf8PackTable& t = kUtf8PackTable;
   const unsigned r0 = rows & 0xFF, r1 = rows >> 8;
   store16(out, _mm_shuffle_epi8(_mm_unpacklo_epi16(first, second), load16(t.shuffle[r0])));
   out += t.length[r0];
   store16(out, _mm_shuffle_epi8(_mm_unpackhi_epi16(first, second), load16(t.shuffle[r1])));
-  out += t.length[r1] - (taken == 7 ? 2 : 0);
-  return taken;
+  out += t.length[r1];
+}
+
+// When the last step's last unit led a pair (`pending`), writes the second
+// half of that pair, whose trailing unit is at p, and moves past it.
+inline void finishPair(bool pending, const wchar_t*& p, char*& out) {
+  if (!pending) return;
+  const unsigned c = (static_cast<std::uint16_t>(p[-1]) & 3u) << 10 | (static_cast<std::uint16_t>(p[0]) & 0x3FFu);
+  out[0] = static_cast<char>(0x80 | c >> 6);
+  out[1] = static_cast<char>(0x80 | (c & 0x3F));
+  out += 2;
+  ++p;
 }
 
 // --- decoding ------------------------------------------------------------------
