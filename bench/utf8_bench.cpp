@@ -132,6 +132,31 @@ void addEncode(Suite& suite, const char* name, std::shared_ptr<Text> t) {
              static_cast<double>(t->wide.size() * sizeof(wchar_t))});
 }
 
+// The floor of a decode row: the output both sides allocate, one unit per
+// input byte, and nothing written into it. Its ratio is the best a decoder
+// that sizes its output so can reach against the peer.
+void addDecodeFloor(Suite& suite, const char* name, std::shared_ptr<Text> t) {
+  suite.add({name, "text",
+             [t](std::size_t ops) {
+               for (std::size_t i = 0; i < ops; ++i) {
+                 std::wstring r(t->bytes.size(), L'\0');
+                 doNotOptimize(r);
+               }
+               return ops;
+             },
+             "MultiByteToWideChar",
+             [t](std::size_t ops) {
+               const int n = static_cast<int>(t->bytes.size());
+               for (std::size_t i = 0; i < ops; ++i) {
+                 std::wstring r(t->bytes.size(), L'\0');
+                 r.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, t->bytes.data(), n, r.data(), n)));
+                 doNotOptimize(r);
+               }
+               return ops;
+             },
+             static_cast<double>(t->bytes.size())});
+}
+
 // The ceiling: a string the size of the result, filled by memcpy.
 template <class Out, class In>
 Body copyInto(std::shared_ptr<Text> t, const In Text::*from) {
@@ -173,6 +198,8 @@ void addUtf8Cases(Suite& suite) {
   addDecode(suite, "utf8 decode ASCII", ascii);
   addDecode(suite, "utf8 decode Latin/CJK", mixed);
   addDecode(suite, "utf8 decode emoji", emoji);
+  addDecodeFloor(suite, "utf8 decode Latin/CJK: allocation floor", mixed);
+  addDecodeFloor(suite, "utf8 decode emoji: allocation floor", emoji);
   suite.add({"utf8 decode ASCII: memcpy ceiling", "text", copyInto<std::wstring>(ascii, &Text::wide),
              "MultiByteToWideChar",
              [ascii](std::size_t ops) {
