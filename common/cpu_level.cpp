@@ -32,7 +32,7 @@ CpuidRegisters cpuid(std::uint32_t leaf, std::uint32_t subleaf) {
   r = {static_cast<std::uint32_t>(regs[0]), static_cast<std::uint32_t>(regs[1]), static_cast<std::uint32_t>(regs[2]),
        static_cast<std::uint32_t>(regs[3])};
 #else
-  if (__get_cpuid_max(0, nullptr) < leaf) return r;
+  if (static_cast<std::uint32_t>(__get_cpuid_max(0, nullptr)) < leaf) return r;
   __cpuid_count(leaf, subleaf, r.eax, r.ebx, r.ecx, r.edx);
 #endif
   return r;

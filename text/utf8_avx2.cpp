@@ -131,9 +131,9 @@ QOR_KERNEL_INLINE __m256i convert32(__m256i x, __m256i prev, __m256i classPrev, 
   }
   const Utf8KeepTable& t = kUtf8KeepTable;
   const unsigned k0 = keep & 0xFF, k1 = keep >> 8 & 0xFF, k2 = keep >> 16 & 0xFF, k3 = keep >> 24 & 0xFF;
-  auto rows = [&t](unsigned high, unsigned low) {
-    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(t.shuffle[high]),
-                               reinterpret_cast<const __m128i*>(t.shuffle[low]));
+  auto rows = [](unsigned high, unsigned low) {
+    return _mm256_loadu2_m128i(reinterpret_cast<const __m128i*>(kUtf8KeepTable.shuffle[high]),
+                               reinterpret_cast<const __m128i*>(kUtf8KeepTable.shuffle[low]));
   };
   const __m256i kept02 = _mm256_shuffle_epi8(lo, rows(k2, k0)), kept13 = _mm256_shuffle_epi8(hi, rows(k3, k1));
   store16(out, _mm256_castsi256_si128(kept02));
