@@ -147,30 +147,41 @@ QOR_KERNEL_INLINE __m256i convert32(__m256i x, __m256i prev, __m256i classPrev, 
   return cls;
 }
 
-// convertBlock16 in 32-byte vectors.
-template <bool Fours>
-QOR_KERNEL_INLINE bool convertBlock32(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
-  const __m256i x0 = load32(p), x1 = load32(p + 32), zero = _mm256_setzero_si256();
-  __m256i outside = zero;
-  const __m256i classes = convert32<Fours>(x0, zero, zero, static_cast<unsigned>(keep), outside, out);
-  convert32<Fours>(x1, x0, classes, static_cast<unsigned>(keep >> 32), outside, out);
-  return _mm256_testz_si256(outside, outside) != 0;
-}
+// Blocks16 (utf8_kernel_steps.h) in 32-byte vectors.
+struct Blocks32 {
+  __m256i prev = _mm256_setzero_si256(), classes = _mm256_setzero_si256();
 
-QOR_KERNEL_INLINE bool convertBlock32(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
-  return fours ? convertBlock32<true>(p, keep, out) : convertBlock32<false>(p, keep, out);
-}
+  void reset() { prev = classes = _mm256_setzero_si256(); }
 
-// widenAscii64 in 32-byte vectors.
-QOR_KERNEL_INLINE bool widenAscii64x(const unsigned char* p, wchar_t* out) {
-  if (!_mm256_testz_si256(_mm256_or_si256(load32(p), load32(p + 32)), _mm256_set1_epi8(static_cast<char>(0x80)))) {
-    return false;
+  static bool widenAll(const unsigned char* p, wchar_t* out) {
+    if (!_mm256_testz_si256(_mm256_or_si256(load32(p), load32(p + 32)), _mm256_set1_epi8(static_cast<char>(0x80)))) {
+      return false;
+    }
+    for (unsigned i = 0; i < 64; i += 16) {
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm256_cvtepu8_epi16(load16(p + i)));
+    }
+    return true;
   }
-  for (unsigned i = 0; i < 64; i += 16) {
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + i), _mm256_cvtepu8_epi16(load16(p + i)));
+
+  static void classify(const unsigned char* p, ByteClasses& m) {
+    classify32(load32(p), 0, m);
+    classify32(load32(p + 32), 32, m);
   }
-  return true;
-}
+
+  template <bool Fours>
+  QOR_KERNEL_INLINE bool run(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
+    const __m256i x0 = load32(p), x1 = load32(p + 32);
+    __m256i outside = _mm256_setzero_si256();
+    const __m256i classes0 = convert32<Fours>(x0, prev, classes, static_cast<unsigned>(keep), outside, out);
+    classes = convert32<Fours>(x1, x0, classes0, static_cast<unsigned>(keep >> 32), outside, out);
+    prev = x1;
+    return _mm256_testz_si256(outside, outside) != 0;
+  }
+
+  QOR_KERNEL_INLINE bool convert(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
+    return fours ? run<true>(p, keep, out) : run<false>(p, keep, out);
+  }
+};
 
 }  // namespace
 
@@ -218,15 +229,8 @@ void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
 }
 
 void decodeUtf8Avx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
-  auto widenAll = [](const unsigned char* p, wchar_t* out) { return widenAscii64x(p, out); };
-  auto classify = [](const unsigned char* p, ByteClasses& m) {
-    classify32(load32(p), 0, m);
-    classify32(load32(p + 32), 32, m);
-  };
-  auto convert = [](const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
-    return convertBlock32(p, keep, fours, out);
-  };
-  decodeBlocks(c, end, widenAll, classify, convert);
+  Blocks32 blocks;
+  decodeBlocks(c, end, blocks);
 }
 
 }  // namespace QOR::internal

@@ -225,74 +225,110 @@ QOR_KERNEL_INLINE __m128i convert16(__m128i x, __m128i prev, __m128i classPrev, 
   return cls;
 }
 
-// Converts the 64-byte block at p with convert16, keeping the positions of
-// `keep`; false when a four-byte value lies outside the pair range.
-template <bool Fours>
-QOR_KERNEL_INLINE bool convertBlock16(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
-  __m128i prev = _mm_setzero_si128(), classes = _mm_setzero_si128(), outside = _mm_setzero_si128();
-  for (unsigned i = 0; i < 64; i += 16) {
-    const __m128i x = load16(p + i);
-    classes = convert16<Fours>(x, prev, classes, static_cast<unsigned>(keep >> i), outside, out);
-    prev = x;
+// The sequence that a block leaves unfinished, which the next block (at the
+// next 64 bytes) finishes: the bits of that block it takes (0 to 2), bit 0
+// when the first of them is its second byte, whether it has four bytes, how
+// many of its bytes the block held, and the units written for it (the leading
+// surrogate, where its third byte was in the block). Blocks thus always
+// advance by 64 bytes, and the next load never waits for this block's masks.
+struct Unfinished {
+  std::uint64_t taken = 0, second = 0;
+  bool four = false;
+  unsigned held = 0, units = 0;
+};
+
+// The sequence left unfinished by a block of classes m that passed the test
+// in decodeBlocks: led from byte 61 (four bytes), 62 (three or four) or 63,
+// and from at most one of them.
+inline Unfinished unfinishedBy(const ByteClasses& m) {
+  const unsigned at61 = m.lead4 >> 61 & 1u, at62 = m.lead3 >> 62 & 1u, at63 = static_cast<unsigned>(m.lead >> 63);
+  return {m.lead >> 63 | m.lead3 >> 62 | m.lead4 >> 61, m.lead3 >> 63, (m.lead4 >> 61) != 0, 3 * at61 + 2 * at62 + at63,
+          at61};
+}
+
+// The SSSE3 steps for decodeBlocks: the last 16 bytes of the previous block
+// and their lead classes carry over.
+struct Blocks16 {
+  __m128i prev = _mm_setzero_si128(), classes = _mm_setzero_si128();
+
+  void reset() { prev = classes = _mm_setzero_si128(); }
+
+  // When the 64 bytes at p are all below 0x80: widens them to out and
+  // returns true. (A block with bytes 0x80..0xBF alone goes through convert.)
+  static bool widenAll(const unsigned char* p, wchar_t* out) {
+    const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32), d = load16(p + 48);
+    if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) != 0) return false;
+    widen16(a, out);
+    widen16(b, out + 16);
+    widen16(c, out + 32);
+    widen16(d, out + 48);
+    return true;
   }
-  return _mm_movemask_epi8(outside) == 0;
-}
 
-QOR_KERNEL_INLINE bool convertBlock16(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
-  return fours ? convertBlock16<true>(p, keep, out) : convertBlock16<false>(p, keep, out);
-}
+  static void classify(const unsigned char* p, ByteClasses& m) {
+    for (unsigned i = 0; i < 64; i += 16) classify16(load16(p + i), i, m);
+  }
 
-// When the 64 bytes at p are all below 0x80: widens them to out and returns
-// true. (A block with bytes 0x80..0xBF alone goes through convert.)
-QOR_KERNEL_INLINE bool widenAscii64(const unsigned char* p, wchar_t* out) {
-  const __m128i a = load16(p), b = load16(p + 16), c = load16(p + 32), d = load16(p + 48);
-  if (_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(a, b), _mm_or_si128(c, d))) != 0) return false;
-  widen16(a, out);
-  widen16(b, out + 16);
-  widen16(c, out + 32);
-  widen16(d, out + 48);
-  return true;
-}
+  // Converts the 64 bytes at p with convert16, keeping the positions of
+  // `keep`; false when a four-byte value lies outside the pair range.
+  template <bool Fours>
+  QOR_KERNEL_INLINE bool run(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
+    __m128i outside = _mm_setzero_si128();
+    for (unsigned i = 0; i < 64; i += 16) {
+      const __m128i x = load16(p + i);
+      classes = convert16<Fours>(x, prev, classes, static_cast<unsigned>(keep >> i), outside, out);
+      prev = x;
+    }
+    return _mm_movemask_epi8(outside) == 0;
+  }
+
+  QOR_KERNEL_INLINE bool convert(const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
+    return fours ? run<true>(p, keep, out) : run<false>(p, keep, out);
+  }
+};
 
 // Decodes from c.in while `end` is at least 80 bytes away, in blocks of 64
-// bytes: `widenAll` (p, out) takes a block of ASCII whole,
-// `classify` (p, ByteClasses&) classifies the others, and `convert` (p, keep,
-// fours, out) converts them as convertBlock16 does.
-template <class WidenAll, class Classify, class Convert>
-inline void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* end, WidenAll widenAll, Classify classify,
-                         Convert convert) {
+// bytes, through the steps of `blocks` (Blocks16 or its AVX2 twin): blocks of
+// ASCII are widened whole; the others are converted where every sequence has
+// the form the kernels convert, and left to the byte-at-a-time rules (16
+// bytes of them, from the sequence the last block left unfinished) where not.
+template <class Blocks>
+QOR_KERNEL_INLINE void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* end, Blocks& blocks) {
   const unsigned char* p = c.in;
   wchar_t* out = c.out;
+  Unfinished carry;
   // A block writes at most 8 units beyond what it decodes, and units never
   // outnumber the bytes they come from.
   while (end - p >= 80) {
-    if (widenAll(p, out)) {
+    if (carry.held == 0 && blocks.widenAll(p, out)) {
       p += 64;
       out += 64;
+      blocks.reset();
       continue;
     }
     ByteClasses m;
-    classify(p, m);
+    blocks.classify(p, m);
     // The bytes that a lead takes after it; the kernels convert them only
     // when they are all 0x80..0xBF, with no lead of five or six bytes.
-    const std::uint64_t taken = m.lead << 1 | m.lead3 << 2 | m.lead4 << 3;
+    const std::uint64_t taken = m.lead << 1 | m.lead3 << 2 | m.lead4 << 3 | carry.taken;
     wchar_t* const blockOut = out;
     if ((taken & ~(m.high & ~m.lead)) == 0 && m.lead5 == 0) {
-      // A sequence that runs past the block is left to the next one; only a
-      // lead at 61 (four bytes), 62 (three or four) or 63 can start it.
-      const unsigned n = m.lead4 >> 61 & 1u ? 61 : m.lead3 >> 62 & 1u ? 62 : m.lead >> 63 ? 63 : 64;
-      const std::uint64_t inside = n == 64 ? ~std::uint64_t(0) : (std::uint64_t(1) << n) - 1;
       // Units come from the bytes that are no lead nor second of three or four.
-      const std::uint64_t keep = ~m.lead & ~(m.lead3 << 1) & inside;
-      if (convert(p, keep, (m.lead4 & inside) != 0, out)) {
-        p += n;
+      const std::uint64_t keep = ~m.lead & ~(m.lead3 << 1) & ~carry.second;
+      if (blocks.convert(p, keep, m.lead4 != 0 || carry.four, out)) {
+        carry = unfinishedBy(m);
+        p += 64;
         continue;
       }
       out = blockOut;
     }
+    p -= carry.held;
+    out -= carry.units;
+    carry = Unfinished();
+    blocks.reset();
     for (const unsigned char* stop = p + 16; p < stop;) p = decodeOne(p, out);
   }
-  c = {p, out};
+  c = {p - carry.held, out - carry.units};
 }
 
 }  // namespace

@@ -26,14 +26,8 @@ void encodeUtf8Ssse3(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
 }
 
 void decodeUtf8Ssse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
-  auto widenAll = [](const unsigned char* p, wchar_t* out) { return widenAscii64(p, out); };
-  auto classify = [](const unsigned char* p, ByteClasses& m) {
-    for (unsigned i = 0; i < 64; i += 16) classify16(load16(p + i), i, m);
-  };
-  auto convert = [](const unsigned char* p, std::uint64_t keep, bool fours, wchar_t*& out) {
-    return convertBlock16(p, keep, fours, out);
-  };
-  decodeBlocks(c, end, widenAll, classify, convert);
+  Blocks16 blocks;
+  decodeBlocks(c, end, blocks);
 }
 
 }  // namespace QOR::internal
