@@ -63,13 +63,13 @@ std::string platformEncode(const std::wstring& s) {
   return r;
 }
 
-// Runs of one kind each: ASCII, two-byte, three-byte, pairs, and with `lone`
-// also lone leading and trailing surrogates.
-std::wstring randomWide(std::mt19937& rng, std::size_t codePoints, bool lone) {
+// At least `units` units in runs of one kind each: ASCII, two-byte, three-byte,
+// pairs, and with `lone` also lone leading and trailing surrogates.
+std::wstring randomWide(std::mt19937& rng, std::size_t units, bool lone) {
   static const unsigned from[] = {0, 0x80, 0x800, 0xE000, 0x10000, 0xD800, 0xDC00};
   static const unsigned to[] = {0x7F, 0x7FF, 0xD7FF, 0xFFFF, 0x10FFFF, 0xDBFF, 0xDFFF};
   std::wstring s;
-  while (s.size() < codePoints) {
+  while (s.size() < units) {
     const unsigned k = rng() % (lone ? 7 : 5), run = 1 + rng() % (rng() % 2 ? 3 : 40);
     for (unsigned i = 0; i < run; ++i) {
       const unsigned v = from[k] + rng() % (to[k] - from[k] + 1);
