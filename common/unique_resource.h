@@ -1,9 +1,10 @@
 // One move-only owner for every kind of system resource the library holds:
 // kernel handles, registry keys, colour profiles and transforms, LocalAlloc
-// buffers, BSTRs and C runtime streams. A small traits type names the stored type, the value
-// that means "nothing held" and the function that closes; UniqueResource
-// does the rest, and closing never disturbs the thread's last error, so an
-// owner going out of scope while an error is reported keeps its code.
+// buffers, BSTRs and C runtime streams. A small traits type names the stored
+// type, the value that means "nothing held" and the function that closes;
+// UniqueResource does the rest, and closing never disturbs the thread's last
+// error, so an owner going out of scope while an error is reported keeps its
+// code.
 #pragma once
 
 #include <windows.h>

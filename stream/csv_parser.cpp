@@ -29,7 +29,6 @@ CSVParser* CSVParser::create(const std::wstring& columns) {
 namespace detail {
 namespace {
 
-
 // ASCII, by far the most common, without the class table.
 inline bool isWhite(unsigned int c) {
   if (c < 0x80) return c == 0x20 || c - 0x09 <= 0x0D - 0x09;
@@ -83,19 +82,11 @@ std::wstring& newField(std::vector<std::wstring>& record, std::size_t& used) {
 
 // One unit of an unquoted run, as takeUnquotedRun reads it: false when it
 // ends the run; otherwise `kept` moves past it unless it is white space.
+// Surrogates are never white space nor line ends, so they go unit by unit.
 inline bool extendsUnquoted(const wchar_t* at, const wchar_t*& kept) {
   const unsigned int c = static_cast<unsigned int>(*at);
-  if (c < 0x80) {
-    if (c == L',' || c == 0x0A || c == 0x0C || c == 0x0D) return false;
-    if (c != 0x20 && (c < 0x09 || c > 0x0D)) kept = at + 1;
-  } else if (c < 0xA0) {
-    if (c == 0x85) return false;
-    kept = at + 1;  // the other C1 controls are neither white nor line ends
-  } else if (!isWhite(c)) {
-    kept = at + 1;  // surrogates included: never white, never line ends
-  } else if (c == 0x2028 || c == 0x2029) {
-    return false;
-  }
+  if (c == L',' || isLineEnd(c)) return false;
+  if (!isWhite(c)) kept = at + 1;
   return true;
 }
 

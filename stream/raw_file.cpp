@@ -37,12 +37,6 @@ public:
   }
 };
 
-constexpr RawFileFailure kOpenFailed = RawFileFailure::openForReading;
-constexpr RawFileFailure kCreateFailed = RawFileFailure::openForWriting;
-constexpr RawFileFailure kReadFailed = RawFileFailure::readOrSeek;
-constexpr RawFileFailure kWriteFailed = RawFileFailure::write;
-constexpr RawFileFailure kCloseFailed = RawFileFailure::close;
-
 class RawFileImp final : public QOR::RawFileWriter {
 public:
   RawFileImp(std::wstring name, UniqueFileStream file) : m_name(std::move(name)), m_file(std::move(file)) {}
@@ -53,38 +47,39 @@ public:
   std::wstring name() const override { return m_name; }
 
   std::size_t read(void* buf, std::size_t n) override {
-    requireOpen(kReadFailed);
+    requireOpen(RawFileFailure::readOrSeek);
     const std::size_t got = std::fread(buf, 1, n, m_file.get());
-    if (std::ferror(m_file.get())) throw RawFileError(kReadFailed, m_name, errno);
+    if (std::ferror(m_file.get())) throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
     return got;
   }
 
   long long seek(long long offset, QOR::SeekOrigin origin) override {
-    requireOpen(kReadFailed);
+    requireOpen(RawFileFailure::readOrSeek);
     if (offset != 0 || origin != QOR::seekCurrent) {
       const int whence = origin == QOR::seekBegin ? SEEK_SET : origin == QOR::seekCurrent ? SEEK_CUR : SEEK_END;
-      if (_fseeki64(m_file.get(), offset, whence) == -1) throw RawFileError(kReadFailed, m_name, errno);
+      if (_fseeki64(m_file.get(), offset, whence) == -1)
+        throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
     }
     const long long position = _ftelli64(m_file.get());
-    if (position == -1) throw RawFileError(kReadFailed, m_name, errno);
+    if (position == -1) throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
     return position;
   }
 
   void close() override {
     if (!m_file) return;
     std::FILE* const file = m_file.release();  // closed even when fclose fails
-    if (std::fclose(file) == EOF) throw RawFileError(kCloseFailed, m_name, errno);
+    if (std::fclose(file) == EOF) throw RawFileError(RawFileFailure::close, m_name, errno);
   }
 
   void write(const void* buf, std::size_t n) override {
-    requireOpen(kWriteFailed);
+    requireOpen(RawFileFailure::write);
     std::fwrite(buf, 1, n, m_file.get());
-    if (std::ferror(m_file.get())) throw RawFileError(kWriteFailed, m_name, errno);
+    if (std::ferror(m_file.get())) throw RawFileError(RawFileFailure::write, m_name, errno);
   }
 
   // A closed file has nothing left to flush.
   void flush() override {
-    if (m_file && std::fflush(m_file.get()) == EOF) throw RawFileError(kWriteFailed, m_name, errno);
+    if (m_file && std::fflush(m_file.get()) == EOF) throw RawFileError(RawFileFailure::write, m_name, errno);
   }
 
 private:
@@ -99,7 +94,7 @@ private:
 };
 
 RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, RawFileFailure failure) {
-  UniqueFileStream file(_wfopen(name.c_str(), mode));
+  UniqueFileStream file(QOR::fileOpen(name, mode));
   if (!file) throw RawFileError(failure, name, errno);
   return new RawFileImp(name, std::move(file));  // a failed allocation closes it
 }
@@ -108,10 +103,10 @@ RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, RawFileFailur
 
 namespace QOR {
 
-RawFileReader* rawOpen(const std::wstring& name) { return openRaw(name, L"rb", kOpenFailed); }
+RawFileReader* rawOpen(const std::wstring& name) { return openRaw(name, L"rb", RawFileFailure::openForReading); }
 
-RawFileWriter* rawCreate(const std::wstring& name) { return openRaw(name, L"w+b", kCreateFailed); }
+RawFileWriter* rawCreate(const std::wstring& name) { return openRaw(name, L"w+b", RawFileFailure::openForWriting); }
 
-RawFileWriter* rawAppend(const std::wstring& name) { return openRaw(name, L"a+b", kCreateFailed); }
+RawFileWriter* rawAppend(const std::wstring& name) { return openRaw(name, L"a+b", RawFileFailure::openForWriting); }
 
 } // namespace QOR

@@ -16,7 +16,6 @@
 namespace QOR::detail {
 namespace {
 
-
 // Units that end a line on their own; CR (which may take a LF with it) aside.
 constexpr bool isBreak(unsigned int cp) {
   return isLineEnd(cp) && cp != 0x0D;
@@ -189,8 +188,7 @@ bool TextReaderImp::readLine(std::wstring& line) {
   return appendLine(line);
 }
 
-bool TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
-  const std::size_t start = text.size();
+void TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
   while (text.size() < atLeast) {
     const std::size_t lineStart = text.size();
     try {
@@ -201,7 +199,6 @@ bool TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
     }
     text.push_back(L'\n');
   }
-  return text.size() != start;
 }
 
 bool TextReaderImp::appendLine(std::wstring& line) {

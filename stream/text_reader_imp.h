@@ -22,11 +22,11 @@ public:
 
   // Appends whole lines to `text`, each with one LF for its break (the last
   // line of the input too), until `text` holds at least `atLeast` units or
-  // the input ends; false when nothing was appended. The same as readLine
+  // the input ends. The same as readLine
   // called in turn, without a call and a copy per line: on bytes that cannot
   // be decoded, `text` is cut back to the end of the last whole line and the
   // error is thrown, with the reader where readLine would have left it.
-  bool readLines(std::wstring& text, std::size_t atLeast);
+  void readLines(std::wstring& text, std::size_t atLeast);
 
 protected:
   // Which runs the line reader may take without calling decode for each code

@@ -128,15 +128,8 @@ public:
   // eolNone for everything else.
   // Note: U+000B (vertical tab) deliberately does not end a line.
   [[nodiscard]] EOLCode eolCode() const {
-    switch (m_value) {
-      case 0x0D: return eolCR;
-      case 0x0A:
-      case 0x0C:
-      case 0x85:
-      case 0x2028:
-      case 0x2029: return eolBreak;
-      default: return eolNone;
-    }
+    if (!isLineEnd(m_value)) return eolNone;
+    return m_value == 0x0D ? eolCR : eolBreak;
   }
 
 private:
