@@ -92,24 +92,28 @@ std::shared_ptr<Text> emojiText() {
   return t;
 }
 
+// The peer of every decode row: the system into an output of one unit per
+// byte, trimmed to what it wrote.
+Body peerDecode(std::shared_ptr<Text> t) {
+  return [t](std::size_t ops) {
+    const int n = static_cast<int>(t->bytes.size());
+    for (std::size_t i = 0; i < ops; ++i) {
+      std::wstring r(t->bytes.size(), L'\0');
+      const int k = MultiByteToWideChar(CP_UTF8, 0, t->bytes.data(), n, r.data(), n);
+      r.resize(static_cast<std::size_t>(k));
+      doNotOptimize(r);
+    }
+    return ops;
+  };
+}
+
 void addDecode(Suite& suite, const char* name, std::shared_ptr<Text> t) {
   suite.add({name, "text",
              [t](std::size_t ops) {
                for (std::size_t i = 0; i < ops; ++i) doNotOptimize(utf8(t->bytes));
                return ops;
              },
-             "MultiByteToWideChar",
-             [t](std::size_t ops) {
-               const int n = static_cast<int>(t->bytes.size());
-               for (std::size_t i = 0; i < ops; ++i) {
-                 std::wstring r(t->bytes.size(), L'\0');
-                 const int k = MultiByteToWideChar(CP_UTF8, 0, t->bytes.data(), n, r.data(), n);
-                 r.resize(static_cast<std::size_t>(k));
-                 doNotOptimize(r);
-               }
-               return ops;
-             },
-             static_cast<double>(t->bytes.size())});
+             "MultiByteToWideChar", peerDecode(t), static_cast<double>(t->bytes.size())});
 }
 
 void addEncode(Suite& suite, const char* name, std::shared_ptr<Text> t) {
@@ -144,17 +148,7 @@ void addDecodeFloor(Suite& suite, const char* name, std::shared_ptr<Text> t) {
                }
                return ops;
              },
-             "MultiByteToWideChar",
-             [t](std::size_t ops) {
-               const int n = static_cast<int>(t->bytes.size());
-               for (std::size_t i = 0; i < ops; ++i) {
-                 std::wstring r(t->bytes.size(), L'\0');
-                 r.resize(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, t->bytes.data(), n, r.data(), n)));
-                 doNotOptimize(r);
-               }
-               return ops;
-             },
-             static_cast<double>(t->bytes.size())});
+             "MultiByteToWideChar", peerDecode(t), static_cast<double>(t->bytes.size())});
 }
 
 // The ceiling: a string the size of the result, filled by memcpy.

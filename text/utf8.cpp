@@ -107,25 +107,38 @@ std::size_t encodedLength(const wchar_t* p, std::size_t n, QOR::internal::CpuLev
   return total;
 }
 
+using QOR::internal::CpuLevel;
+
+// The kernel of `level` for one direction, or none at the baseline.
+template <class Kernel>
+Kernel kernelFor(CpuLevel level, Kernel ssse3, Kernel avx2) {
+  return level == CpuLevel::avx2 ? avx2 : level == CpuLevel::ssse3 ? ssse3 : nullptr;
+}
+
+// Runs `kernel`, if there is one, from p and out, and moves both past what it
+// converted; the scalar loops go on from there.
+template <class Cursor>
+void runKernel(void (*kernel)(Cursor&, decltype(Cursor::in)) noexcept, decltype(Cursor::in)& p,
+               decltype(Cursor::out)& out, decltype(Cursor::in) end) {
+  if (kernel == nullptr) return;
+  Cursor c{p, out};
+  kernel(c, end);
+  p = c.in;
+  out = c.out;
+}
+
 } // namespace
 
 std::string utf8(const std::wstring& s) {
   std::string result;
   const std::size_t n = s.size();
   if (n == 0) return result;
-  using QOR::internal::CpuLevel;
   const CpuLevel level = QOR::internal::cpuLevel();
   result.resize(encodedLength(s.data(), n, level));
   char* out = result.data();
   const wchar_t* p = s.data();
   const wchar_t* const end = p + n;
-  if (level != CpuLevel::sse2) {
-    QOR::internal::Utf8EncodeCursor c{p, out};
-    if (level == CpuLevel::avx2) QOR::internal::encodeUtf8Avx2(c, end);
-    else QOR::internal::encodeUtf8Ssse3(c, end);
-    p = c.in;
-    out = c.out;
-  }
+  runKernel(kernelFor(level, &QOR::internal::encodeUtf8Ssse3, &QOR::internal::encodeUtf8Avx2), p, out, end);
   // Runs of one sequence length each get a loop of their own, which stays on
   // its branch while the text does; a unit of another length leaves it. The
   // forms are CodePoint::utf8's six-byte scheme restricted to what UTF-16 can
@@ -234,15 +247,8 @@ std::wstring utf8(const std::string& s) {
   wchar_t* out = begin;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
   const unsigned char* const end = p + n;
-  using QOR::internal::CpuLevel;
-  const CpuLevel level = QOR::internal::cpuLevel();
-  if (level != CpuLevel::sse2) {
-    QOR::internal::Utf8DecodeCursor c{p, out};
-    if (level == CpuLevel::avx2) QOR::internal::decodeUtf8Avx2(c, end);
-    else QOR::internal::decodeUtf8Ssse3(c, end);
-    p = c.in;
-    out = c.out;
-  }
+  runKernel(kernelFor(QOR::internal::cpuLevel(), &QOR::internal::decodeUtf8Ssse3, &QOR::internal::decodeUtf8Avx2),
+            p, out, end);
   // The value of a sequence: v = lead, then v = (v << 6) + byte for each
   // trailing byte, modulo 2^32, less kOffsets. Runs of sequences of one
   // length each get a loop of their own, which stays on its branch while the

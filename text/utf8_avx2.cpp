@@ -83,7 +83,6 @@ QOR_KERNEL_INLINE void classify32(__m256i x, unsigned shift, ByteClasses& c) {
   c.lead5 |= bits(l5);
 }
 
-
 inline __m256i table32(const unsigned char* row) { return _mm256_broadcastsi128_si256(load16(row)); }
 
 // The 32 bytes before x moved up by k bytes into x: bytes j - k.
