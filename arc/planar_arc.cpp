@@ -1,7 +1,7 @@
 // QOR::Arc<2>: the members that walk around the circle.
 #include <qorcor14/arc/planar_arc.h>
 
-#include "walk.h"
+#include "internal/walk.h"
 
 #include <cmath>
 #include <ostream>
@@ -9,7 +9,7 @@
 namespace QOR {
 
 bool Arc<2>::measureOff(double distance, Point<2>& point, Vector<2>& direction) const {
-  if (m_bulge == 0) return detail::measureOffChord(m_start, m_end, distance, point, direction);
+  if (m_bulge == 0) return internal::measureOffChord(m_start, m_end, distance, point, direction);
   const Point<2> c = centre();
   const Vector<2> u = m_start - c;
   const double r = u.length();
@@ -21,7 +21,7 @@ bool Arc<2>::measureOff(double distance, Point<2>& point, Vector<2>& direction) 
   const Vector<2> v(cosPhi * u[0] - sinPhi * u[1], cosPhi * u[1] + sinPhi * u[0]);
   point = c + v;
   direction = Vector<2>(-v[1] / rs, v[0] / rs);
-  return detail::withinArc(distance, m_bulge, rs);
+  return internal::withinArc(distance, m_bulge, rs);
 }
 
 Extent<2> Arc<2>::extent() const {

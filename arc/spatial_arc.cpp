@@ -1,7 +1,7 @@
 // QOR::Arc<3>: the members that walk around the circle, its box and halves.
 #include <qorcor14/arc/spatial_arc.h>
 
-#include "walk.h"
+#include "internal/walk.h"
 
 #include <cmath>
 #include <ostream>
@@ -32,7 +32,7 @@ Arc<3>::Arc(const Point<3>& start, const Point<3>& end)
     : m_start(start), m_bulge(0), m_axis(straightAxis(start, end)), m_end(end) {}
 
 bool Arc<3>::measureOff(double distance, Point<3>& point, Vector<3>& direction) const {
-  if (m_bulge == 0) return detail::measureOffChord(m_start, m_end, distance, point, direction);
+  if (m_bulge == 0) return internal::measureOffChord(m_start, m_end, distance, point, direction);
   const Point<3> c = centre();
   const Vector<3> u = m_start - c;
   const double r = u.length();
@@ -43,7 +43,7 @@ bool Arc<3>::measureOff(double distance, Point<3>& point, Vector<3>& direction) 
   const Vector<3> v = u * std::cos(phi) + cross(m_axis, u) * std::sin(phi);
   point = c + v;
   direction = cross(m_axis, v) / rs;
-  return detail::withinArc(distance, m_bulge, rs);
+  return internal::withinArc(distance, m_bulge, rs);
 }
 
 Extent<3> Arc<3>::extent() const {
@@ -57,7 +57,7 @@ Extent<3> Arc<3>::extent() const {
   // the chord's offset along w.
   const Vector<3> side = cross(d, m_axis);
   const Vector<3> w = (m_bulge > 0 ? side : -side) / side.length();
-  const double t = dot(detail::chordMiddle(m_start, m_end) - Point<3>::origin(), w);
+  const double t = dot(internal::chordMiddle(m_start, m_end) - Point<3>::origin(), w);
   double hi[3], lo[3];
   for (int e = 0; e < 3; ++e) {
     // The circle's extremes along e lie where the radius is parallel to e's

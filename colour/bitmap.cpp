@@ -188,7 +188,7 @@ void checkLayout(const unsigned char* f, std::uint32_t size) {
 } // namespace
 
 std::unique_ptr<DIBitmap> loadBitmapFile(const std::wstring& fileName) {
-  QOR::detail::WinFile file(fileName, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
+  QOR::internal::WinFile file(fileName, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);
   const std::optional<std::uint32_t> size = checkedNarrow<std::uint32_t>(checkedAdd(file.size(), 2));
   if (!size) throwIntCast();
   const std::uint32_t length = *size - 2;
@@ -203,7 +203,7 @@ std::unique_ptr<DIBitmap> loadBitmapFile(const std::wstring& fileName) {
 void saveBitmapFile(const DIBitmap& bitmap, const std::wstring& fileName) {
   const unsigned int size = bitmap.fileSize();
   if (size > bitmap.m_blockSize - kFileHeader) throw std::logic_error("bitmap file size exceeds its block");
-  QOR::detail::WinFile file(fileName, GENERIC_WRITE, 0, CREATE_ALWAYS);
+  QOR::internal::WinFile file(fileName, GENERIC_WRITE, 0, CREATE_ALWAYS);
   file.write(bitmap.fileData(), size);
 }
 

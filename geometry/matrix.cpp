@@ -14,7 +14,7 @@ Matrix<N>::Matrix(const double (*rows)[N], const int* perm) {
 template <int N>
 Matrix<N>::Matrix(const double (*a)[N], const double (*b)[N]) {
   // Row i of the product is row i of a times b.
-  for (int i = 0; i < N; ++i) QOR::detail::rowTimes<N>(a[i], b[0], nullptr, m_m[i]);
+  for (int i = 0; i < N; ++i) QOR::internal::rowTimes<N>(a[i], b[0], nullptr, m_m[i]);
 }
 
 template <int N>
@@ -44,7 +44,7 @@ Matrix<N> Matrix<N>::transpose() const {
 }
 
 template <int N>
-double QOR::detail::MatrixExtras<N, true>::determinant() const {
+double QOR::internal::MatrixExtras<N, true>::determinant() const {
   const auto& m = static_cast<const Matrix<N>&>(*this);
   if constexpr (N == 1) {
     return m[0][0];
@@ -263,9 +263,9 @@ std::wostream& Matrix<N>::putOn(std::wostream& os) const {
   return os << L']';
 }
 
-template class QOR::detail::MatrixExtras<1>;
-template class QOR::detail::MatrixExtras<2>;
-template class QOR::detail::MatrixExtras<3>;
+template class QOR::internal::MatrixExtras<1>;
+template class QOR::internal::MatrixExtras<2>;
+template class QOR::internal::MatrixExtras<3>;
 template class MatrixRow<1>;
 template class MatrixRow<2>;
 template class MatrixRow<3>;

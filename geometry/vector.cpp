@@ -7,7 +7,7 @@
 
 #include <cmath>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 Angle VectorExtras<2>::theta() const {
   const auto& v = static_cast<const Vector<2>&>(*this);
@@ -38,7 +38,7 @@ Angle VectorExtras<3>::azimuth() const {
   return Angle(v[1] / l, v[0] / l);
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 template <int N>
 std::wostream& Vector<N>::putOn(std::wostream& os) const {

@@ -1,5 +1,5 @@
 // Interning of quarks and their collation order.
-#include "quark_table.h"
+#include "internal/quark_table.h"
 
 #include <qorcor14/threading/lock.h>
 

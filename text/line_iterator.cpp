@@ -102,7 +102,7 @@ template class TextLineIterator<const wchar_t*>;
 template class TextLineIterator<std::string::const_iterator>;
 template class TextLineIterator<std::wstring::const_iterator>;
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 struct TextLineStepBack {
   template <class C>
@@ -114,26 +114,26 @@ struct TextLineStepBack {
   }
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 TextLineIterator<const char*>& operator--(TextLineIterator<const char*>& i) {
-  QOR::detail::TextLineStepBack::step(i);
+  QOR::internal::TextLineStepBack::step(i);
   return i;
 }
 
 TextLineIterator<const wchar_t*>& operator--(TextLineIterator<const wchar_t*>& i) {
-  QOR::detail::TextLineStepBack::step(i);
+  QOR::internal::TextLineStepBack::step(i);
   return i;
 }
 
 TextLineIterator<const char*> operator--(TextLineIterator<const char*>& i, int) {
   TextLineIterator<const char*> before = i;
-  QOR::detail::TextLineStepBack::step(i);
+  QOR::internal::TextLineStepBack::step(i);
   return before;
 }
 
 TextLineIterator<const wchar_t*> operator--(TextLineIterator<const wchar_t*>& i, int) {
   TextLineIterator<const wchar_t*> before = i;
-  QOR::detail::TextLineStepBack::step(i);
+  QOR::internal::TextLineStepBack::step(i);
   return before;
 }

@@ -1033,7 +1033,7 @@ const unsigned char page84[256] = {
 
 }  // namespace
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 const unsigned char* const unicodeClassPages[0x1100] = {
     /* U+0000 */ page0, page1, page2, page3, page4, page5, page6, page7,
@@ -1582,4 +1582,4 @@ const unsigned char* const unicodeClassPages[0x1100] = {
     /* U+10F800 */ page57, page57, page57, page57, page57, page57, page57, page84,
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

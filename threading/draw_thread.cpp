@@ -1,7 +1,7 @@
 // The draw thread: its queue of window-keyed tasks and the worker's drain.
 #include <qorcor14/threading/draw_thread.h>
 
-#include "draw_thread_zorder.h"
+#include "internal/draw_thread_zorder.h"
 
 #include <windows.h>
 
@@ -27,7 +27,7 @@ void DrawThread::insert(DrawTask& task) {
     if (m_current) {
       const HWND running = m_current->window();
       if (running == key) m_cancelled = true;  // superseded: not queued again
-      if (internal::isAbove(key, running)) m_current->interrupt();
+      if (QOR::internal::isAbove(key, running)) m_current->interrupt();
     }
     // One entry per window: the newer task replaces a queued one.
     m_hint = m_queue.insert_or_assign(m_hint, key, &task);
@@ -54,7 +54,7 @@ void DrawThread::eraseFromQueue(HWND const& window) {
 
 DrawThread::Queue::iterator DrawThread::findHighestWindow() {
   if (m_queue.size() < 2) return m_queue.begin();
-  return internal::highestQueued(m_queue);
+  return QOR::internal::highestQueued(m_queue);
 }
 
 void DrawThread::processTasks() {

@@ -1,5 +1,5 @@
 // Z-order of windows for the draw thread.
-#include "draw_thread_zorder.h"
+#include "internal/draw_thread_zorder.h"
 
 #include <windows.h>
 
@@ -7,7 +7,7 @@
 #include <set>
 #include <vector>
 
-namespace QOR::Threading::internal {
+namespace QOR::internal {
 
 namespace {
 
@@ -35,8 +35,8 @@ std::vector<HWND> chainOf(HWND window) {
 
 struct Search {
   const std::set<HWND>* related;  // queued windows and their ancestors
-  DrawThread::Queue* queue;
-  DrawThread::Queue::iterator result;
+  Threading::DrawThread::Queue* queue;
+  Threading::DrawThread::Queue::iterator result;
   bool found = false;
 };
 
@@ -64,7 +64,7 @@ bool isAbove(HWND a, HWND b) {
   return siblingAbove(chainA[level], chainB[level]);
 }
 
-DrawThread::Queue::iterator highestQueued(DrawThread::Queue& queue) {
+Threading::DrawThread::Queue::iterator highestQueued(Threading::DrawThread::Queue& queue) {
   std::set<HWND> related;
   for (const auto& entry : queue)
     for (HWND w = entry.first; w; w = GetAncestor(w, GA_PARENT))
@@ -74,4 +74,4 @@ DrawThread::Queue::iterator highestQueued(DrawThread::Queue& queue) {
   return search.found ? search.result : queue.end();
 }
 
-}  // namespace QOR::Threading::internal
+}  // namespace QOR::internal

@@ -46,7 +46,7 @@ template <int N>
 Vector<N> AffineTransform<N>::preMultiply(const Vector<N>& v) const {
   double c[N];
   v.packToPod(c);
-  QOR::detail::rowTimes<N>(c, QOR::detail::elementsOf(m_matrix), nullptr, c);
+  QOR::internal::rowTimes<N>(c, QOR::internal::elementsOf(m_matrix), nullptr, c);
   return Vector<N>(c);
 }
 
@@ -81,8 +81,8 @@ template <int N>
 Transform<N>* AffineTransform<N>::composeAny(const Transform<N>& other) const {
   // Affine first, then perspective: the order of the kind tests matters only
   // to a class deriving from both, but it is fixed.
-  if (const auto* a = QOR::detail::asAffine(other)) return composeWith(*a);
-  if (const auto* p = QOR::detail::asPerspective(other)) {
+  if (const auto* a = QOR::internal::asAffine(other)) return composeWith(*a);
+  if (const auto* p = QOR::internal::asPerspective(other)) {
     std::unique_ptr<PerspectiveTransform<N>> r(p->clone());
     r->preMultiply(*this);
     return r.release();
@@ -110,7 +110,7 @@ Extent<N> mapCorners(const Extent<N>& e, const double* shift, const double* m, c
   for (unsigned int i = 0; i < (1u << N); ++i) {
     double c[N];
     for (int k = 0; k < N; ++k) c[k] = (i >> k) & 1u ? hi[k] : lo[k];
-    QOR::detail::rowTimes<N>(c, m, t, c);
+    QOR::internal::rowTimes<N>(c, m, t, c);
     r += Point<N>(c);
   }
   return r;
@@ -120,21 +120,21 @@ Extent<N> mapCorners(const Extent<N>& e, const double* shift, const double* m, c
 
 template <int N>
 Extent<N> AffineTransform<N>::preMultiply(const Extent<N>& e) const {
-  if (!QOR::detail::isPlainAffine(*this)) return Transform<N>::preMultiply(e);
+  if (!QOR::internal::isPlainAffine(*this)) return Transform<N>::preMultiply(e);
   if (e.degenerate()) return e;
   double t[N];
   m_vector.packToPod(t);
-  return mapCorners(e, nullptr, QOR::detail::elementsOf(m_matrix), t);
+  return mapCorners(e, nullptr, QOR::internal::elementsOf(m_matrix), t);
 }
 
 template <int N>
 Extent<N> AffineTransform<N>::preDivide(const Extent<N>& e) const {
-  if (!QOR::detail::isPlainAffine(*this)) return Transform<N>::preDivide(e);
+  if (!QOR::internal::isPlainAffine(*this)) return Transform<N>::preDivide(e);
   if (e.degenerate()) return e;
   const Matrix<N> inv = m_matrix.inverse();
   double t[N];
   m_vector.packToPod(t);
-  return mapCorners(e, t, QOR::detail::elementsOf(inv), nullptr);
+  return mapCorners(e, t, QOR::internal::elementsOf(inv), nullptr);
 }
 
 template <int N>
@@ -144,7 +144,7 @@ Point<N> AffineTransform<N>::preMultiply(const Point<N>& p) const {
   double t[N];
   m_vector.packToPod(t);
   Point<N> r;
-  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m_matrix), t, r.m_c);
+  QOR::internal::rowTimes<N>(p.m_c, QOR::internal::elementsOf(m_matrix), t, r.m_c);
   return r;
 }
 

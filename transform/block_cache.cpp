@@ -91,12 +91,12 @@ constinit Cache g_cache;
 
 }  // namespace
 
-void* QOR::detail::allocateTransformBlock(std::size_t size) {
+void* QOR::internal::allocateTransformBlock(std::size_t size) {
   const std::size_t c = Cache::classOf(size);
   return c == kClasses ? ::operator new(size) : g_cache.take(c);
 }
 
-void QOR::detail::releaseTransformBlock(void* block, std::size_t size) noexcept {
+void QOR::internal::releaseTransformBlock(void* block, std::size_t size) noexcept {
   if (block == nullptr) return;
   const std::size_t c = Cache::classOf(size);
   if (c == kClasses) {

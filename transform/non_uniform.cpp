@@ -4,7 +4,7 @@
 
 #include <memory>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 NonUniformTransform<2> NonUniformExtras<2>::scale(double sx, double sy) {
   const double rows[2][2] = {{sx, 0}, {0, sy}};
@@ -31,7 +31,7 @@ NonUniformTransform<3> NonUniformExtras<3>::axes(const Vector<3>& a, const Vecto
   return NonUniformTransform<3>(rows);
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 template <int N>
 NonUniformTransform<N> NonUniformTransform<N>::createFromPod(const double (&rows)[N + 1][N]) {

@@ -107,7 +107,7 @@ Transform<N - 1>* PerspectiveTransform<N>::pSlice() const {
 
 template <int N>
 Transform<N>* PerspectiveTransform<N>::composeWith(const Transform<N>& other) const {
-  if (const auto* a = QOR::detail::asAffine(other)) {
+  if (const auto* a = QOR::internal::asAffine(other)) {
     std::unique_ptr<PerspectiveTransform> r(clone());
     r->divide(*a);
     return r.release();

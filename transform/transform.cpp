@@ -16,12 +16,12 @@ Transform<N>::~Transform() = default;
 
 template <int N>
 void* Transform<N>::operator new(std::size_t size) {
-  return QOR::detail::allocateTransformBlock(size);
+  return QOR::internal::allocateTransformBlock(size);
 }
 
 template <int N>
 void Transform<N>::operator delete(void* p, std::size_t size) noexcept {
-  QOR::detail::releaseTransformBlock(p, size);
+  QOR::internal::releaseTransformBlock(p, size);
 }
 
 template <int N>

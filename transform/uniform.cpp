@@ -14,7 +14,7 @@ namespace {
 // A copy of a, followed by b, as the affine kind the pair allows.
 template <int N>
 AffineTransform<N>* composeAffine(const UniformTransform<N>& a, const AffineTransform<N>& b) {
-  if (QOR::detail::isUniform(b)) {
+  if (QOR::internal::isUniform(b)) {
     std::unique_ptr<UniformTransform<N>> r(new UniformTransform<N>(a));
     r->multiply(b);
     return r.release();

@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 class WinFile {
 public:
@@ -48,4 +48,4 @@ private:
   internal::UniqueHandle m_handle;
 };
 
-} // namespace QOR::detail
+} // namespace QOR::internal

@@ -14,7 +14,7 @@
 //   1. Every non-template member compiles, and indexes within its arrays, for
 //      every argument the template is exported for. A member that only some
 //      arguments have lives in a small base that is explicitly specialised
-//      for those arguments and exported on its own (QOR::detail::VectorExtras<2>
+//      for those arguments and exported on its own (QOR::internal::VectorExtras<2>
 //      gives Vector<2> its theta()); an inline one may instead be a
 //      constrained member template (`template <int M = N> requires(M == 2)`),
 //      which no explicit instantiation instantiates.

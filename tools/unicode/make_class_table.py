@@ -125,7 +125,7 @@ def render(data_name, distinct, top):
         out.append("")
     out.append("}  // namespace")
     out.append("")
-    out.append("namespace QOR::detail {")
+    out.append("namespace QOR::internal {")
     out.append("")
     out.append("const unsigned char* const unicodeClassPages[0x1100] = {")
     for row in range(0, len(top), 8):
@@ -133,7 +133,7 @@ def render(data_name, distinct, top):
         out.append("    /* U+%04X */ %s" % (row * PAGE, entries))
     out.append("};")
     out.append("")
-    out.append("}  // namespace QOR::detail")
+    out.append("}  // namespace QOR::internal")
     return "\n".join(out) + "\n"
 
 

@@ -11,11 +11,11 @@
 
 #include <cstddef>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // A block of at least size bytes, aligned as operator new aligns.
 [[nodiscard]] void* allocateTransformBlock(std::size_t size);
 // Gives back a block from allocateTransformBlock(size), same size.
 void releaseTransformBlock(void* block, std::size_t size) noexcept;
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

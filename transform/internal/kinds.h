@@ -17,7 +17,7 @@
 #include <atomic>
 #include <typeinfo>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // The dynamic type of a transform, as far as composition cares: exactly
 // UniformTransform<N>, exactly NonUniformTransform<N>, exactly
@@ -119,4 +119,4 @@ template <int N>
   return kind == TransformKind::uniform || kind == TransformKind::nonUniform;
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

@@ -20,11 +20,11 @@
 
 namespace QOR {
 
-namespace detail {
+namespace internal {
 // (a + b)·0.5 per component; Arc<3>::midpoint() hides the free midpoint()
 // inside the class.
 [[nodiscard]] inline Point<3> chordMiddle(const Point<3>& a, const Point<3>& b) { return midpoint(a, b); }
-}  // namespace detail
+}  // namespace internal
 
 // A circular arc in space: start, bulge, axis, end. A plain value; nothing is
 // checked.
@@ -76,7 +76,7 @@ public:
   // Note: infinite or NaN for bulge 0.
   [[nodiscard]] Point<3> centre() const {
     const double k = (1 - m_bulge * m_bulge) / (4 * m_bulge);
-    return detail::chordMiddle(m_start, m_end) + cross(m_axis, m_end - m_start) * k;
+    return internal::chordMiddle(m_start, m_end) + cross(m_axis, m_end - m_start) * k;
   }
 
   // |chord · (b² + 1) / (4b)|.
@@ -95,7 +95,7 @@ public:
   // The arc's point halfway along it: the chord's middle moved by bulge / 2
   // times chord × axis (the chord's middle itself for bulge 0).
   [[nodiscard]] Point<3> midpoint() const {
-    const Point<3> m = detail::chordMiddle(m_start, m_end);
+    const Point<3> m = internal::chordMiddle(m_start, m_end);
     if (m_bulge == 0) return m;
     return m + cross(m_end - m_start, m_axis) * (m_bulge / 2);
   }

@@ -13,7 +13,7 @@
 #include <ostream>
 
 template <int N> class Vector;
-namespace QOR::detail {
+namespace QOR::internal {
 template <int N> class VectorExtras;
 }
 
@@ -90,8 +90,8 @@ public:
 
 private:
   template <int> friend class Vector;
-  friend class QOR::detail::VectorExtras<2>;
-  friend class QOR::detail::VectorExtras<3>;
+  friend class QOR::internal::VectorExtras<2>;
+  friend class QOR::internal::VectorExtras<3>;
 
   // Stores the pair as given, without normalising.
   constexpr Angle(double c, double s) : m_cos(c), m_sin(s) {}

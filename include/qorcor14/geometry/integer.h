@@ -17,7 +17,7 @@
 #include <iosfwd>
 #include <limits>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // Two's-complement arithmetic through unsigned, where overflow is defined;
 // C++20 makes the conversion back to int modular.
@@ -32,7 +32,7 @@ constexpr int wrapMul(int a, int b) noexcept {
 }
 constexpr int wrapNeg(int a) noexcept { return static_cast<int>(0u - static_cast<unsigned>(a)); }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // A displacement of N ints (x, y, z).
 //
@@ -59,13 +59,13 @@ public:
   // For N = 2, any index but 0 gives y; for N = 3, any index but 0 and 1
   // gives z. No index is out of range.
   [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    return QOR::detail::componentAt(m_c, i);
+    return QOR::internal::componentAt(m_c, i);
   }
 
   [[nodiscard]] constexpr IVector operator+() const noexcept { return *this; }
   [[nodiscard]] constexpr IVector operator-() const noexcept {
     IVector r;
-    for (int k = 0; k < N; ++k) r.m_c[k] = QOR::detail::wrapNeg(m_c[k]);
+    for (int k = 0; k < N; ++k) r.m_c[k] = QOR::internal::wrapNeg(m_c[k]);
     return r;
   }
   [[nodiscard]] constexpr IVector operator+(const IVector& v) const noexcept {
@@ -82,15 +82,15 @@ public:
   }
 
   constexpr const IVector& operator+=(const IVector& v) noexcept {
-    for (int k = 0; k < N; ++k) m_c[k] = QOR::detail::wrapAdd(m_c[k], v.m_c[k]);
+    for (int k = 0; k < N; ++k) m_c[k] = QOR::internal::wrapAdd(m_c[k], v.m_c[k]);
     return *this;
   }
   constexpr const IVector& operator-=(const IVector& v) noexcept {
-    for (int k = 0; k < N; ++k) m_c[k] = QOR::detail::wrapSub(m_c[k], v.m_c[k]);
+    for (int k = 0; k < N; ++k) m_c[k] = QOR::internal::wrapSub(m_c[k], v.m_c[k]);
     return *this;
   }
   constexpr const IVector& operator*=(int s) noexcept {
-    for (int k = 0; k < N; ++k) m_c[k] = QOR::detail::wrapMul(m_c[k], s);
+    for (int k = 0; k < N; ++k) m_c[k] = QOR::internal::wrapMul(m_c[k], s);
     return *this;
   }
 
@@ -136,18 +136,18 @@ public:
 
   // The index rules of IVector<N>.
   [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    return QOR::detail::componentAt(m_c, i);
+    return QOR::internal::componentAt(m_c, i);
   }
 
   // The zero point.
   [[nodiscard]] static const IPoint& origin() noexcept { return m_origin; }
 
   constexpr IPoint& operator+=(const IVector<N>& v) noexcept {
-    for (int k = 0; k < N; ++k) m_c[k] = QOR::detail::wrapAdd(m_c[k], v[k]);
+    for (int k = 0; k < N; ++k) m_c[k] = QOR::internal::wrapAdd(m_c[k], v[k]);
     return *this;
   }
   constexpr IPoint& operator-=(const IVector<N>& v) noexcept {
-    for (int k = 0; k < N; ++k) m_c[k] = QOR::detail::wrapSub(m_c[k], v[k]);
+    for (int k = 0; k < N; ++k) m_c[k] = QOR::internal::wrapSub(m_c[k], v[k]);
     return *this;
   }
 
@@ -155,7 +155,7 @@ public:
   [[nodiscard]] friend constexpr IPoint operator-(IPoint p, const IVector<N>& v) noexcept { return p -= v; }
   [[nodiscard]] friend constexpr IVector<N> operator-(const IPoint& a, const IPoint& b) noexcept {
     int c[N];
-    for (int k = 0; k < N; ++k) c[k] = QOR::detail::wrapSub(a.m_c[k], b.m_c[k]);
+    for (int k = 0; k < N; ++k) c[k] = QOR::internal::wrapSub(a.m_c[k], b.m_c[k]);
     return IVector<N>(c);
   }
 

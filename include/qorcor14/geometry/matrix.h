@@ -16,7 +16,7 @@
 
 template <int N> class Matrix;
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // The N×N elements of m, row by row, for the inline kernels.
 template <int N>
@@ -35,7 +35,7 @@ public:
   [[nodiscard]] double determinant() const;
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // A view of one row of a Matrix<N>, so that m[i][j] reads an element.
 //
@@ -64,7 +64,7 @@ private:
 //   Vector<2>(Vector<2>(1, 0), m);    // (1,2), row 0 of m
 //   m * m.inverse();                  // the identity, up to rounding
 template <int N>
-class QORCOR14_API Matrix : public QOR::detail::MatrixExtras<N> {
+class QORCOR14_API Matrix : public QOR::internal::MatrixExtras<N> {
 public:
   // The identity.
   constexpr Matrix() : m_m{} {
@@ -98,7 +98,7 @@ public:
   // Element (i, j) of the result is element (j, i) of this matrix.
   [[nodiscard]] Matrix transpose() const;
 
-  // determinant(), for N <= 3: see QOR::detail::MatrixExtras.
+  // determinant(), for N <= 3: see QOR::internal::MatrixExtras.
 
   // The inverse: the adjugate over the determinant for N <= 3, Gaussian
   // elimination with scaled partial pivoting for N = 4.
@@ -112,7 +112,7 @@ public:
   friend std::wostream& operator<<(std::wostream& os, const Matrix& m) { return m.putOn(os); }
 
 private:
-  friend const double* QOR::detail::elementsOf<N>(const Matrix& m);
+  friend const double* QOR::internal::elementsOf<N>(const Matrix& m);
 
   // Row i of the result is row perm[i] of rows.
   Matrix(const double (*rows)[N], const int* perm);
@@ -125,7 +125,7 @@ private:
 };
 
 template <int N>
-inline const double* QOR::detail::elementsOf(const Matrix<N>& m) {
+inline const double* QOR::internal::elementsOf(const Matrix<N>& m) {
   return m.m_m[0];
 }
 
@@ -133,27 +133,27 @@ inline const double* QOR::detail::elementsOf(const Matrix<N>& m) {
 // and adding t afterwards made the compiler reload the stored halves.
 template <int N>
 inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m) {
-  QOR::detail::rowTimes<N>(v.m_c, QOR::detail::elementsOf(m), nullptr, m_c);
+  QOR::internal::rowTimes<N>(v.m_c, QOR::internal::elementsOf(m), nullptr, m_c);
 }
 
 template <int N>
 inline Vector<N>::Vector(const Vector& v, const Matrix<N>& m, const Vector& t) {
-  QOR::detail::rowTimes<N>(v.m_c, QOR::detail::elementsOf(m), t.m_c, m_c);
+  QOR::internal::rowTimes<N>(v.m_c, QOR::internal::elementsOf(m), t.m_c, m_c);
 }
 
 template <int N>
 inline Point<N>::Point(const Point& p, const Matrix<N>& m) {
-  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m), nullptr, m_c);
+  QOR::internal::rowTimes<N>(p.m_c, QOR::internal::elementsOf(m), nullptr, m_c);
 }
 
 template <int N>
 inline Point<N>::Point(const Point& p, const Matrix<N>& m, const Vector<N>& t) {
-  QOR::detail::rowTimes<N>(p.m_c, QOR::detail::elementsOf(m), t.m_c, m_c);
+  QOR::internal::rowTimes<N>(p.m_c, QOR::internal::elementsOf(m), t.m_c, m_c);
 }
 
-QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<1>)
-QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<2>)
-QORCOR14_EXTERN_TEMPLATE(QOR::detail::MatrixExtras<3>)
+QORCOR14_EXTERN_TEMPLATE(QOR::internal::MatrixExtras<1>)
+QORCOR14_EXTERN_TEMPLATE(QOR::internal::MatrixExtras<2>)
+QORCOR14_EXTERN_TEMPLATE(QOR::internal::MatrixExtras<3>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<1>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<2>)
 QORCOR14_EXTERN_TEMPLATE(MatrixRow<3>)

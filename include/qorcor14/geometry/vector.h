@@ -23,7 +23,7 @@ template <int N> class Matrix;
 template <int N> class Point;
 template <int N> class Vector;
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // The members that only planar or only spatial vectors have. Vector<N>
 // derives from VectorExtras<N>; each specialisation is exported on its own, so
@@ -54,7 +54,7 @@ public:
   [[nodiscard]] Angle azimuth() const;
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // A displacement of N double components.
 //
@@ -64,7 +64,7 @@ public:
 //   v.unit();             // (0.6,0.8)
 //   dot(v, v.perpendicular());   // 0
 template <int N>
-class QORCOR14_API Vector : public QOR::detail::VectorExtras<N> {
+class QORCOR14_API Vector : public QOR::internal::VectorExtras<N> {
   using CompoundResult = std::conditional_t<N == 2, const Vector&, Vector&>;
 
 public:
@@ -92,7 +92,7 @@ public:
   // Note: Vector<2> gives y for every index but 0, and Vector<3> gives z for
   // every index but 0 and 1; Vector<1> and Vector<4> do not check the index.
   [[nodiscard]] double operator[](int i) const {
-    return QOR::detail::componentAt(m_c, i);
+    return QOR::internal::componentAt(m_c, i);
   }
 
   // Writes the N components, in order, to c.
@@ -193,7 +193,7 @@ public:
   }
 
   // Vector<2> has theta(), Vector<3> altAz(), altitude() and azimuth(): see
-  // QOR::detail::VectorExtras.
+  // QOR::internal::VectorExtras.
 
   // Writes (x,y,...) with the stream's own number formatting and no spaces.
   friend std::wostream& operator<<(std::wostream& os, const Vector& v) { return v.putOn(os); }
@@ -254,7 +254,7 @@ public:
   // index but 0, Point<3> gives z for every index but 0 and 1, and Point<1>
   // does not check the index.
   [[nodiscard]] double operator[](int i) const {
-    return QOR::detail::componentAt(m_c, i);
+    return QOR::internal::componentAt(m_c, i);
   }
 
   // Writes the N components, in order, to c.

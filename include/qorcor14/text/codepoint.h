@@ -188,12 +188,12 @@ private:
   const wchar_t* m_end;
 };
 
-namespace QOR::detail {
+namespace QOR::internal {
 // The general-category table behind unicodeClass: one pointer per block of 256
 // code points (U+0000..U+10FFFF), each to 256 class values. Not an interface;
 // use unicodeClass.
 extern QORCOR14_API const unsigned char* const unicodeClassPages[0x1100];
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // The Unicode 5.0 general category of c as a number:
 //    0 Cn (unassigned, and every value above U+10FFFF)
@@ -205,35 +205,35 @@ extern QORCOR14_API const unsigned char* const unicodeClassPages[0x1100];
 // (U+0370, U+2C70, U+1F600, ...) are 0.
 [[nodiscard]] inline unsigned char unicodeClass(CodePoint c) {
   const unsigned int v = c.codePoint();
-  return v < 0x110000 ? QOR::detail::unicodeClassPages[v >> 8][v & 0xFF] : 0;
+  return v < 0x110000 ? QOR::internal::unicodeClassPages[v >> 8][v & 0xFF] : 0;
 }
 
-namespace QOR::detail {
+namespace QOR::internal {
 [[nodiscard]] inline bool inUnicodeClasses(CodePoint c, unsigned int mask) {
   return (mask >> unicodeClass(c)) & 1u;
 }
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // A letter: Lu, Ll, Lt, Lm or Lo.
-[[nodiscard]] inline bool isUalpha(CodePoint c) { return QOR::detail::inUnicodeClasses(c, 0xC000E); }
+[[nodiscard]] inline bool isUalpha(CodePoint c) { return QOR::internal::inUnicodeClasses(c, 0xC000E); }
 // A number: Nd, Nl or No (so Roman numerals and superscripts count).
-[[nodiscard]] inline bool isUdigit(CodePoint c) { return QOR::detail::inUnicodeClasses(c, 0x380); }
+[[nodiscard]] inline bool isUdigit(CodePoint c) { return QOR::internal::inUnicodeClasses(c, 0x380); }
 // A letter or a number.
-[[nodiscard]] inline bool isUalnum(CodePoint c) { return QOR::detail::inUnicodeClasses(c, 0xC038E); }
+[[nodiscard]] inline bool isUalnum(CodePoint c) { return QOR::internal::inUnicodeClasses(c, 0xC038E); }
 // A separator (Zs, Zl, Zp), one of U+0009..U+000D, or U+FEFF.
 // Note: U+FEFF counts so that a stray byte-order mark is trimmed like space.
 [[nodiscard]] inline bool isUspace(CodePoint c) {
   const unsigned int v = c.codePoint();
-  return QOR::detail::inUnicodeClasses(c, 0x1C00) || (v - 9) <= 4 || v == 0xFEFF;
+  return QOR::internal::inUnicodeClasses(c, 0x1C00) || (v - 9) <= 4 || v == 0xFEFF;
 }
 // U+0000..U+007F; no table lookup.
 [[nodiscard]] inline bool isUascii(CodePoint c) { return c.codePoint() <= 0x7F; }
 // Anything assigned except controls, formats, surrogates and private use;
 // U+FEFF included.
 [[nodiscard]] inline bool isUprint(CodePoint c) {
-  return QOR::detail::inUnicodeClasses(c, 0x7FFC1FFE) || c.codePoint() == 0xFEFF;
+  return QOR::internal::inUnicodeClasses(c, 0x7FFC1FFE) || c.codePoint() == 0xFEFF;
 }
 // As isUprint without the separators Zs, Zl, Zp; U+FEFF is not graphic.
-[[nodiscard]] inline bool isUgraph(CodePoint c) { return QOR::detail::inUnicodeClasses(c, 0x7FFC03FE); }
+[[nodiscard]] inline bool isUgraph(CodePoint c) { return QOR::internal::inUnicodeClasses(c, 0x7FFC03FE); }
 // Punctuation, Pc..Po; symbols (Sm, Sc, Sk, So) are not punctuation.
-[[nodiscard]] inline bool isUpunct(CodePoint c) { return QOR::detail::inUnicodeClasses(c, 0x7F00000); }
+[[nodiscard]] inline bool isUpunct(CodePoint c) { return QOR::internal::inUnicodeClasses(c, 0x7F00000); }

@@ -15,10 +15,10 @@
 #include <string>
 #include <type_traits>
 
-namespace QOR::detail {
+namespace QOR::internal {
 // Steps a pointer-form line iterator backwards; defined inside the library.
 struct TextLineStepBack;
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // The lines of the text [b, e), forwards; the pointer forms also backwards
 // (see the free operator-- below). It is one of const char*, const wchar_t*,
@@ -83,7 +83,7 @@ public:
   [[nodiscard]] bool operator==(const TextLineIterator& other) const { return eq(other); }
 
 private:
-  friend struct QOR::detail::TextLineStepBack;
+  friend struct QOR::internal::TextLineStepBack;
 
   [[nodiscard]] bool eq(const TextLineIterator& other) const;
 

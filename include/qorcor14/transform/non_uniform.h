@@ -10,7 +10,7 @@
 
 template <int N> class NonUniformTransform;
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // The factories that take one argument per axis. NonUniformTransform<N>
 // derives from NonUniformExtras<N>; each specialisation is exported on its
@@ -36,7 +36,7 @@ public:
   [[nodiscard]] static NonUniformTransform<3> axes(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c);
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 // A general affine map: matrix M and translation t, nothing promised about M.
 //
@@ -49,7 +49,7 @@ public:
 // Note: axes() takes its vectors as the rows of M unchanged: they are neither
 // normalised nor made orthogonal.
 template <int N>
-class QORCOR14_API NonUniformTransform : public AffineTransform<N>, public QOR::detail::NonUniformExtras<N> {
+class QORCOR14_API NonUniformTransform : public AffineTransform<N>, public QOR::internal::NonUniformExtras<N> {
 public:
   // The identity.
   NonUniformTransform() = default;
@@ -58,7 +58,7 @@ public:
   // The matrix and translation of any affine transform.
   NonUniformTransform(const AffineTransform<N>& a) : AffineTransform<N>(a) {}
 
-  // scale(sx, sy[, sz]) and axes(a, b[, c]): see QOR::detail::NonUniformExtras.
+  // scale(sx, sy[, sz]) and axes(a, b[, c]): see QOR::internal::NonUniformExtras.
   // Rows 0 … N−1 the matrix, row N the translation, copied as they are.
   [[nodiscard]] static NonUniformTransform createFromPod(const double (&rows)[N + 1][N]);
 
@@ -82,7 +82,7 @@ public:
   }
 
 private:
-  friend class QOR::detail::NonUniformExtras<N>;
+  friend class QOR::internal::NonUniformExtras<N>;
 
   explicit NonUniformTransform(const double (*rows)[N]) : AffineTransform<N>(rows) {}
   NonUniformTransform(const Matrix<N>& m, const Vector<N>& t) : AffineTransform<N>(m, t) {}

@@ -1,7 +1,7 @@
 // The index rule shared by the floating-point and integer points and vectors.
 #pragma once
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // Component i of N components: for N = 2 every index but 0 reads y, for
 // N = 3 every index but 0 and 1 reads z, so those never read out of range;
@@ -17,4 +17,4 @@ template <int N, class T>
   }
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

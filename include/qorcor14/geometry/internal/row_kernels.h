@@ -13,7 +13,7 @@
 #  include <emmintrin.h>
 #endif
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 #if defined(QORCOR14_SSE2)
 
@@ -68,4 +68,4 @@ inline void rowTimes(const double* v, const double* m, const double* t, double* 
   for (int j = 0; j < N; ++j) r[j] = out[j];
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

@@ -4,7 +4,7 @@
 
 #include <qorcor14/threading/draw_thread.h>
 
-namespace QOR::Threading::internal {
+namespace QOR::internal {
 
 // Whether `a` is above `b` on screen: compared through their chains of
 // ancestors, by sibling order at the first level where the chains differ. An
@@ -15,6 +15,6 @@ bool isAbove(HWND a, HWND b);
 // walking the top-level windows from the top and, inside each that is or
 // holds a queued window, its descendants before itself; the end when none is
 // met.
-DrawThread::Queue::iterator highestQueued(DrawThread::Queue& queue);
+Threading::DrawThread::Queue::iterator highestQueued(Threading::DrawThread::Queue& queue);
 
-}  // namespace QOR::Threading::internal
+}  // namespace QOR::internal

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // A straight arc: the point at `distance` along the chord and the chord's
 // direction; true when the point lies between the ends.
@@ -28,4 +28,4 @@ inline bool withinArc(double distance, double bulge, double rs) {
   return 0 <= f && f <= 1;
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
