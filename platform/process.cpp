@@ -27,12 +27,6 @@ namespace {
 // The largest block Windows Error Reporting takes.
 constexpr std::size_t kWerMaxBlock = 64 * 1024;
 
-// A block registered with Windows Error Reporting, unregistered on close.
-struct WerBlockTraits : QOR::internal::NullIsEmpty<void*> {
-  static void close(type address) noexcept { WerUnregisterMemoryBlock(address); }
-};
-using UniqueWerBlock = QOR::internal::UniqueResource<WerBlockTraits>;
-
 // Throws the misuse text when name is not a bare file name.
 void checkBareName(const std::wstring& name, const char* what) {
   if (name.empty() || name.find_first_of(L"\\/:") != std::wstring::npos)
@@ -117,23 +111,18 @@ WindowsMemoryStatus::WindowsMemoryStatus() {
   availableExtendedVirtual = status.ullAvailExtendedVirtual;
 }
 
-WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(void* address, std::size_t size) : m_address(address) {
+WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(void* address, std::size_t size) {
   if (size > kWerMaxBlock) throw WinError(L"WerRegisterMemoryBlock", static_cast<unsigned long>(ERROR_INVALID_PARAMETER));
   const HRESULT hr = WerRegisterMemoryBlock(address, static_cast<DWORD>(size));
   if (FAILED(hr)) throw WinError(L"WerRegisterMemoryBlock", hr, nullptr);
+  // Owned only once registered: a refused block is never unregistered.
+  m_block.reset(address);
 }
 
-WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(WerRegisteredMemoryBlock&& other) noexcept
-    : m_address(std::exchange(other.m_address, nullptr)) {}
+WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(WerRegisteredMemoryBlock&& other) noexcept = default;
+WerRegisteredMemoryBlock& WerRegisteredMemoryBlock::operator=(WerRegisteredMemoryBlock&& other) noexcept = default;
+WerRegisteredMemoryBlock::~WerRegisteredMemoryBlock() = default;
 
-WerRegisteredMemoryBlock& WerRegisteredMemoryBlock::operator=(WerRegisteredMemoryBlock&& other) noexcept {
-  if (this != &other) {
-    // The block held before is unregistered as the other one's is taken.
-    UniqueWerBlock replaced(std::exchange(m_address, std::exchange(other.m_address, nullptr)));
-  }
-  return *this;
-}
-
-WerRegisteredMemoryBlock::~WerRegisteredMemoryBlock() { UniqueWerBlock unregistering(m_address); }
+void internal::WerBlockTraits::close(type address) noexcept { WerUnregisterMemoryBlock(address); }
 
 }  // namespace QOR

@@ -55,29 +55,27 @@ RegKey::RegKey(HKEY root, const std::wstring& subKey, bool create, unsigned long
 }
 
 RegKey::RegKey(const RegKey& parent, const std::wstring& subKey, bool create, unsigned long access) {
-  initialize(parent.m_key, parent.m_name, subKey, create, access);
+  initialize(parent.m_key.get(), parent.m_name, subKey, create, access);
 }
 
 void RegKey::initialize(HKEY root, const std::wstring& rootName, const std::wstring& subKey, bool create,
                         unsigned long access) {
   LONG result;
+  HKEY key = nullptr;
   if (create) {
     DWORD disposition = 0;
-    result = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, 0, access | kCreateAccess, nullptr, &m_key,
+    result = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, 0, access | kCreateAccess, nullptr, &key,
                              &disposition);
   } else {
-    result = RegOpenKeyExW(root, subKey.c_str(), 0, access | kOpenAccess, &m_key);
+    result = RegOpenKeyExW(root, subKey.c_str(), 0, access | kOpenAccess, &key);
   }
-  if (result != ERROR_SUCCESS) m_key = nullptr;
+  if (result == ERROR_SUCCESS) m_key.reset(key);
   m_error = result;
   m_valid = result == ERROR_SUCCESS;
   m_name = rootName + L"\\" + subKey;
 }
 
-RegKey::~RegKey() {
-  // Closing must not disturb the caller's view of the last error.
-  QOR::internal::UniqueRegKey closing(m_key);
-}
+RegKey::~RegKey() = default;
 
 std::wstring RegKey::errorMessage() const {
   std::wstring message = m_name;
@@ -94,7 +92,7 @@ LONG RegKey::queryText(const std::wstring& valueName, std::vector<wchar_t>& buff
                        DWORD& bytes) const {
   buffer.resize(kFirstChars);
   bytes = kFirstBytes;
-  LONG result = RegQueryValueExW(m_key, valueName.c_str(), nullptr, &type,
+  LONG result = RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, &type,
                                  reinterpret_cast<BYTE*>(buffer.data()), &bytes);
   if (result == ERROR_MORE_DATA) {
     // Two spare bytes, rounded up to whole characters: room for a terminator
@@ -102,7 +100,7 @@ LONG RegKey::queryText(const std::wstring& valueName, std::vector<wchar_t>& buff
     const DWORD size = bytes + 2;
     buffer.assign((static_cast<std::size_t>(size) + 1) / 2, L'\0');
     bytes = size;
-    result = RegQueryValueExW(m_key, valueName.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()),
+    result = RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()),
                               &bytes);
   }
   return result;
@@ -148,7 +146,7 @@ bool RegKey::getMultiString(const std::wstring& valueName, std::vector<std::wstr
 bool RegKey::getDword(const std::wstring& valueName, unsigned long& out) const {
   if (!m_valid) return false;
   DWORD value = 0, type = REG_NONE, bytes = sizeof value;
-  m_error = RegQueryValueExW(m_key, valueName.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(&value), &bytes);
+  m_error = RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(&value), &bytes);
   if (m_error != ERROR_SUCCESS || type != REG_DWORD) return false;
   out = value;
   return true;
@@ -157,7 +155,7 @@ bool RegKey::getDword(const std::wstring& valueName, unsigned long& out) const {
 unsigned long RegKey::getBinary(const std::wstring& valueName, void* buffer, unsigned long size) const {
   if (!m_valid) return 0;
   DWORD bytes = size;
-  m_error = RegQueryValueExW(m_key, valueName.c_str(), nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes);
+  m_error = RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, nullptr, static_cast<BYTE*>(buffer), &bytes);
   if (m_error != ERROR_SUCCESS || buffer == nullptr) return 0;
   return bytes;
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/internal/unique_resource.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -90,6 +91,13 @@ public:
   std::uint64_t availableExtendedVirtual; // always 0
 };
 
+namespace internal {
+// A block registered with Windows Error Reporting, unregistered on close.
+struct WerBlockTraits : NullIsEmpty<void*> {
+  QORCOR14_API static void close(type address) noexcept;
+};
+}  // namespace internal
+
 // A memory block registered with Windows Error Reporting for as long as the
 // object lives (WerRegisterMemoryBlock, WerUnregisterMemoryBlock), so that a
 // crash report of the process includes its bytes. Move-only; a moved-from
@@ -112,10 +120,10 @@ public:
   ~WerRegisteredMemoryBlock();
 
   // The registered block; null after a move.
-  [[nodiscard]] void* address() const noexcept { return m_address; }
+  [[nodiscard]] void* address() const noexcept { return m_block.get(); }
 
 private:
-  void* m_address;
+  QOR::internal::UniqueResource<QOR::internal::WerBlockTraits> m_block;
 };
 
 }  // namespace QOR

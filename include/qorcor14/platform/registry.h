@@ -20,11 +20,19 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/internal/unique_resource.h>
 
 #include <windows.h>
 
 #include <string>
 #include <vector>
+
+namespace QOR::internal {
+// Registry keys the library opens or creates, closed with RegCloseKey.
+struct RegKeyTraits : NullIsEmpty<HKEY> {
+  static void close(type value) noexcept { RegCloseKey(value); }
+};
+}  // namespace QOR::internal
 
 // An open registry key, its full path and the result of the last call.
 class QORCOR14_API RegKey {
@@ -38,7 +46,7 @@ public:
   // Whether the key is open.
   [[nodiscard]] bool valid() const noexcept { return m_valid; }
   // The open key, or null.
-  [[nodiscard]] HKEY key() const noexcept { return m_key; }
+  [[nodiscard]] HKEY key() const noexcept { return m_key.get(); }
 
   // The key's full path ("HKEY_CURRENT_USER\Software\x"); when the last call
   // failed and the system has a text for its code, followed by "\r\n" and
@@ -95,7 +103,7 @@ private:
 
   bool m_valid = false;
   mutable LONG m_error = 0;
-  HKEY m_key = nullptr;
+  QOR::internal::UniqueResource<QOR::internal::RegKeyTraits> m_key;
   std::wstring m_name;
 };
 
