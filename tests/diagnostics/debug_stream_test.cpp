@@ -1,5 +1,6 @@
 #include <qorcor14/diagnostics/debug_stream.h>
 
+#include "support/child_process.h"
 #include "support/files.h"
 
 #include <gtest/gtest.h>
@@ -25,10 +26,7 @@ namespace {
 
 using Env = std::vector<std::pair<std::wstring, std::wstring>>;
 
-struct HelperRun {
-  DWORD code = 0xFFFFFFFF;
-  std::string output;
-};
+using HelperRun = qortest::ChildRun;
 
 const auto& readFile = qortest::readBytes;
 const auto& writeFile = qortest::writeBytes;
@@ -50,37 +48,9 @@ HelperRun helper(const std::wstring& args, const Env& env) {
   for (const auto& [name, value] : env) block.append(name + L"=" + value).push_back(L'\0');
   block.push_back(L'\0');
 
-  HelperRun run;
-  wchar_t temp[MAX_PATH + 1], file[MAX_PATH + 1];
-  GetTempPathW(MAX_PATH + 1, temp);
-  GetTempFileNameW(temp, L"dbg", 0, file);
-  SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-  HANDLE out = CreateFileW(file, GENERIC_WRITE, FILE_SHARE_READ, &inherit, CREATE_ALWAYS, 0, nullptr);
-  STARTUPINFOW si{};
-  si.cb = sizeof si;
-  si.dwFlags = STARTF_USESTDHANDLES;
-  si.hStdOutput = si.hStdError = out;
-  std::wstring command = L"\"" + program + L"\" " + args;
-  PROCESS_INFORMATION pi{};
-  if (CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, TRUE, CREATE_UNICODE_ENVIRONMENT,
-                     block.data(), nullptr, &si, &pi)) {
-    if (WaitForSingleObject(pi.hProcess, 120000) == WAIT_OBJECT_0) {
-      GetExitCodeProcess(pi.hProcess, &run.code);
-    } else {
-      ADD_FAILURE() << "the helper did not finish within two minutes";
-      TerminateProcess(pi.hProcess, 1);
-      WaitForSingleObject(pi.hProcess, 10000);
-    }
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-  } else {
-    ADD_FAILURE() << "cannot start the helper: " << GetLastError();
-  }
-  CloseHandle(out);
+  HelperRun run = qortest::runChild(L"\"" + program + L"\" " + args, 120000, program.c_str(), &block);
   // Without the CRs that the helper's text-mode output adds.
-  for (char c : readFile(file))
-    if (c != '\r') run.output.push_back(c);
-  DeleteFileW(file);
+  std::erase(run.output, '\r');
   return run;
 }
 

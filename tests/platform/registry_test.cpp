@@ -1,5 +1,7 @@
 #include <qorcor14/platform/registry.h>
 
+#include "support/child_process.h"
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -13,54 +15,15 @@ namespace {
 
 const wchar_t kTestsKey[] = L"Software\\qorcor14-tests";
 
-struct RegRun {
-  DWORD code = 0xFFFFFFFF;
-  std::string output;
-};
-
 // The system's reg.exe with `args`, given a minute; its exit code and output.
-RegRun reg(const std::wstring& args) {
-  RegRun run;
-  wchar_t temp[MAX_PATH + 1], file[MAX_PATH + 1];
-  GetTempPathW(MAX_PATH + 1, temp);
-  GetTempFileNameW(temp, L"reg", 0, file);
-  SECURITY_ATTRIBUTES inherit{sizeof inherit, nullptr, TRUE};
-  HANDLE out = CreateFileW(file, GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE, &inherit, CREATE_ALWAYS, 0, nullptr);
-  STARTUPINFOW si{};
-  si.cb = sizeof si;
-  si.dwFlags = STARTF_USESTDHANDLES;
-  si.hStdOutput = si.hStdError = out;
-  si.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
-  std::wstring command = L"reg.exe " + args;
-  PROCESS_INFORMATION pi{};
-  if (CreateProcessW(nullptr, command.data(), nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr, nullptr, &si, &pi)) {
-    if (WaitForSingleObject(pi.hProcess, 60000) == WAIT_OBJECT_0) {
-      GetExitCodeProcess(pi.hProcess, &run.code);
-    } else {
-      ADD_FAILURE() << "reg.exe did not finish within a minute";
-      TerminateProcess(pi.hProcess, 1);
-    }
-    CloseHandle(pi.hThread);
-    CloseHandle(pi.hProcess);
-  } else {
-    ADD_FAILURE() << "cannot start reg.exe: " << GetLastError();
-  }
-  CloseHandle(out);
-  {
-    std::ifstream in(file, std::ios::binary);
-    run.output.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-  }
-  DeleteFileW(file);
-  return run;
-}
+qortest::ChildRun reg(const std::wstring& args) { return qortest::runChild(L"reg.exe " + args, 60000); }
 
 std::wstring systemText(DWORD code) {
-  wchar_t* text = nullptr;
-  DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
-                           MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-  std::wstring s(text ? text : L"", n);
-  LocalFree(text);
-  return s;
+  QOR::internal::UniqueLocalMemory<wchar_t*> text;
+  const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
+                                 MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(text.put()),
+                                 0, nullptr);
+  return text ? std::wstring(text.get(), n) : std::wstring();
 }
 
 // Each test works under its own key below HKCU\Software\qorcor14-tests.
@@ -78,7 +41,7 @@ protected:
     RegDeleteKeyW(HKEY_CURRENT_USER, kTestsKey);  // only when no other run uses it
   }
   void add(const std::wstring& name, const wchar_t* type, const std::wstring& data) {
-    const RegRun run = reg(L"add \"" + m_path + L"\" /v " + name + L" /t " + type + L" /d \"" + data + L"\" /f");
+    const qortest::ChildRun run = reg(L"add \"" + m_path + L"\" /v " + name + L" /t " + type + L" /d \"" + data + L"\" /f");
     ASSERT_EQ(run.code, 0u) << run.output;
   }
   // The line reg query prints for one value ("    name    TYPE    data").

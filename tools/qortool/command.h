@@ -21,10 +21,6 @@ struct Command {
   int (*run)(const Args& args);
 };
 
-// The index, in the wide command line, of the subcommand's first argument:
-// 2, or 3 after a leading --debug option.
-extern int firstArgument;
-
 // Writes wide text to standard output as UTF-8.
 void print(const std::wstring& text);
 

@@ -126,7 +126,6 @@ int main(int argc, char** argv) {
   if (!debugFile.empty()) {
     ++argv;
     --argc;
-    ++firstArgument;
   }
   const char* name = argc > 1 ? argv[1] : "tour";
   if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)

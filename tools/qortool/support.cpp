@@ -13,21 +13,21 @@
 
 namespace qortool {
 
-int firstArgument = 2;
-
 void print(const std::wstring& text) {
   const std::string bytes = utf8(text);
   std::fwrite(bytes.data(), 1, bytes.size(), stdout);
 }
 
 std::vector<std::wstring> wideArguments(const Args& narrow) {
-  std::vector<std::wstring> out;
   int count = 0;
   if (const QOR::internal::UniqueLocalMemory<LPWSTR*> argv(CommandLineToArgvW(GetCommandLineW(), &count)); argv) {
-    for (int i = firstArgument; i < count; ++i) out.emplace_back(argv.get()[i]);
-    if (out.size() == narrow.size()) return out;
-    out.clear();
+    // The subcommand's arguments are the last ones, whatever options came
+    // before its name.
+    const std::size_t size = narrow.size();
+    if (static_cast<std::size_t>(count) > size)
+      return {argv.get() + (static_cast<std::size_t>(count) - size), argv.get() + count};
   }
+  std::vector<std::wstring> out;
   for (const std::string& a : narrow) out.push_back(getWCS(a));
   return out;
 }
