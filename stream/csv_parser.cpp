@@ -29,12 +29,6 @@ CSVParser* CSVParser::create(const std::wstring& columns) {
 namespace detail {
 namespace {
 
-// ASCII, by far the most common, without the class table.
-inline bool isWhite(unsigned int c) {
-  if (c < 0x80) return c == 0x20 || c - 0x09 <= 0x0D - 0x09;
-  return isUspace(CodePoint::codePoint(c));
-}
-
 // Two mask bits per 16-bit lane, set where the lane is set.
 inline unsigned laneMask(__m128i lanes) { return static_cast<unsigned>(_mm_movemask_epi8(lanes)); }
 
@@ -86,7 +80,7 @@ std::wstring& newField(std::vector<std::wstring>& record, std::size_t& used) {
 inline bool extendsUnquoted(const wchar_t* at, const wchar_t*& kept) {
   const unsigned int c = static_cast<unsigned int>(*at);
   if (c == L',' || isLineEnd(c)) return false;
-  if (!isWhite(c)) kept = at + 1;
+  if (!isCSVWhite(c)) kept = at + 1;
   return true;
 }
 
@@ -102,10 +96,27 @@ void RawCSVParser::missingColumns(std::vector<bool>& missing) { missing.clear();
 // old vector becomes the storage of the next one: no allocation per field and
 // record once the strings have grown.
 bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
+  std::size_t columns = 0;
+  if (read(text, nullptr, columns) == Got::nothing) {
+    fields.clear();
+    return false;
+  }
+  takeRecord(fields);
+  return true;
+}
+
+void RawCSVParser::takeRecord(std::vector<std::wstring>& fields) {
+  m_record.resize(m_used);
+  fields.swap(m_record);
+  m_used = 0;
+}
+
+RawCSVParser::Got RawCSVParser::read(const std::wstring& text, const Targets* targets, std::size_t& columns) {
   switch (m_lineEnd) {
     case textUsedUp:
       m_pos = text.data();
       m_end = m_pos + text.size();
+      m_stops.reset();
       break;
     case afterLineEnd:
       m_fieldState = recordStart;
@@ -113,21 +124,29 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
     default:  // afterCarriageReturn
       m_pos = text.data();
       m_end = m_pos + text.size();
-      if (m_pos == m_end) {
-        fields.clear();
-        return false;
-      }
+      m_stops.reset();
+      if (m_pos == m_end) return Got::nothing;
       if (*m_pos == L'\n') ++m_pos;
       m_fieldState = recordStart;
       break;
   }
-  if (m_fieldState == recordStart) m_used = 0;
+  if (m_fieldState == recordStart) {
+    m_used = 0;
+    // Most records go through the fast path; the state machine takes those
+    // it leaves, and records begun in an earlier chunk.
+    if (m_pos != m_end) {
+      const Got got = readPlainRecord(targets, columns);
+      if (got != Got::nothing) return got;
+    }
+  }
+  return readByCodePoint();
+}
 
+RawCSVParser::Got RawCSVParser::readByCodePoint() {
   for (;;) {
     if (m_pos == m_end) {
       m_lineEnd = textUsedUp;
-      fields.clear();
-      return false;
+      return Got::nothing;
     }
 
     // A run is tried only where one can start: a run ends at the unit that
@@ -158,11 +177,8 @@ bool RawCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& 
           ++m_pos;
           m_lineEnd = afterLineEnd;
         }
-        m_record.resize(m_used);
-        fields.swap(m_record);
-        m_used = 0;
         m_fieldState = recordStart;
-        return true;
+        return Got::inRecord;
       }
     }
     take(c, from);
@@ -232,7 +248,7 @@ void RawCSVParser::take(unsigned int c, const wchar_t* from) {
   switch (m_fieldState) {
     case recordStart:
     case afterSeparator:
-      if (isWhite(c)) return;
+      if (isCSVWhite(c)) return;
       if (c == L',') {
         newField(m_record, m_used);
         m_fieldState = afterSeparator;
@@ -256,7 +272,7 @@ void RawCSVParser::take(unsigned int c, const wchar_t* from) {
         return;
       }
       field.append(from, m_pos);
-      if (!isWhite(c)) m_keptLength = field.size();
+      if (!isCSVWhite(c)) m_keptLength = field.size();
       return;
     }
     case quoted:
@@ -276,7 +292,7 @@ void RawCSVParser::take(unsigned int c, const wchar_t* from) {
 
   // After what may have been the closing quote.
   std::wstring& field = lastField();
-  if (isWhite(c)) {
+  if (isCSVWhite(c)) {
     field.append(from, m_pos);
     m_fieldState = afterClosingQuote;
   } else if (c == L',') {
@@ -311,27 +327,60 @@ void HeadedCSVParser::missingColumns(std::vector<bool>& missing) {
   for (const std::size_t column : m_columnMap) missing.push_back(column == SIZE_MAX);
 }
 
+void HeadedCSVParser::readHeader() {
+  // Find each requested name in the header line.
+  for (std::size_t j = 0; j < m_names.size(); ++j) {
+    m_columnMap[j] = SIZE_MAX;
+    for (std::size_t k = 0; k < m_rawFields.size(); ++k) {
+      if (m_rawFields[k] == m_names[j]) {
+        m_columnMap[j] = k;
+        break;
+      }
+    }
+  }
+  // The fast path may write each column straight to its place only when no
+  // column goes to two: the second would get the string the first left
+  // behind.
+  m_targets.clear();
+  m_direct = true;
+  for (std::size_t j = 0; j < m_names.size() && m_direct; ++j) {
+    const std::size_t column = m_columnMap[j];
+    if (column == SIZE_MAX) continue;
+    if (column >= m_targets.size()) m_targets.resize(column + 1, SIZE_MAX);
+    m_direct = m_targets[column] == SIZE_MAX;
+    m_targets[column] = j;
+  }
+  m_headerPending = false;
+}
+
 bool HeadedCSVParser::parse(std::vector<std::wstring>& fields, const std::wstring& text) {
+  const std::size_t n = m_names.size();
   for (;;) {
-    if (!m_raw->parse(m_rawFields, text)) {
+    std::size_t columns = 0;
+    RawCSVParser::Got got = RawCSVParser::Got::nothing;
+    if (m_direct) {
+      fields.resize(n);
+      const RawCSVParser::Targets targets{&fields, m_targets.data(), m_targets.size()};
+      got = m_raw->read(text, &targets, columns);
+    } else {
+      got = m_raw->read(text, nullptr, columns);
+    }
+    if (got == RawCSVParser::Got::nothing) {
       fields.clear();
       return false;
     }
-    if (!m_headerPending) break;
-    // The input's header line: find each requested name in it.
-    for (std::size_t j = 0; j < m_names.size(); ++j) {
-      m_columnMap[j] = SIZE_MAX;
-      for (std::size_t k = 0; k < m_rawFields.size(); ++k) {
-        if (m_rawFields[k] == m_names[j]) {
-          m_columnMap[j] = k;
-          break;
-        }
-      }
+    if (got == RawCSVParser::Got::direct) {
+      // The columns the record lacks, and those the header line lacks.
+      for (std::size_t j = 0; j < n; ++j)
+        if (m_columnMap[j] >= columns) fields[j].clear();
+      return true;
     }
-    m_headerPending = false;
+    m_raw->takeRecord(m_rawFields);
+    if (!m_headerPending) break;
+    readHeader();  // the header line itself is never returned
   }
-  fields.resize(m_names.size());
-  for (std::size_t j = 0; j < m_names.size(); ++j) {
+  fields.resize(n);
+  for (std::size_t j = 0; j < n; ++j) {
     const std::size_t column = m_columnMap[j];
     if (column != SIZE_MAX && column < m_rawFields.size()) fields[j].swap(m_rawFields[column]);
     else fields[j].clear();

@@ -108,16 +108,13 @@ bool CSVRecordReader::next(std::vector<std::wstring>& fields) {
   // unterminated quoted field is closed with a quote first, which the line
   // end then cuts off again, so the field keeps exactly what it had.
   m_done = true;
-  const detail::RawCSVParser* raw = dynamic_cast<const detail::RawCSVParser*>(&m_parser);
-  if (raw == nullptr) {
-    if (const auto* headed = dynamic_cast<const detail::HeadedCSVParser*>(&m_parser)) raw = &headed->rawParser();
-  }
-  if (raw == nullptr) {
-    m_chunk = L"\n";
+  // The one question that tells the library's parsers from others.
+  if (const auto* library = dynamic_cast<const detail::LibraryCSVParser*>(&m_parser)) {
+    const auto state = library->openRecordState();
+    if (state == detail::LibraryCSVParser::recordStart) return false;
+    m_chunk = state == detail::LibraryCSVParser::quoted ? L"\"\n" : L"\n";
   } else {
-    const auto state = raw->openRecordState();
-    if (state == detail::RawCSVParser::recordStart) return false;
-    m_chunk = state == detail::RawCSVParser::quoted ? L"\"\n" : L"\n";
+    m_chunk = L"\n";
   }
   m_current = &m_chunk;
   return m_parser.parse(fields, m_chunk);
