@@ -113,14 +113,14 @@ void QORArcSplit(double t, double b, double* bulge1, double* offset, double* alo
       // The closed form below subtracts two terms of size 1/(4b) to get one
       // of size b/2; its expansion in y = b2, with x = t2, does not.
       const double x = t2, y = b2;
-      off = b * (0.5 + x * (-0.5 +
-                            y * ((x - 1) / 6 +
-                                 y * ((7 - (2 * x + 5) * x) / 90 +
-                                      y * ((((x + 14) * x + 14) * x - 29) / 630 +
-                                           y * ((873 - (((2 * x + 75) * x + 546) * x + 250) * x) / 28350 +
-                                                y * (((((2 * x + 154) * x + 3036) * x + 15202) * x + 2387) * x -
-                                                     20781) /
-                                                    935550))))));
+      off =
+          b * (0.5 +
+               x * (-0.5 + y * ((x - 1) / 6 +
+                                y * ((7 - (2 * x + 5) * x) / 90 +
+                                     y * ((((x + 14) * x + 14) * x - 29) / 630 +
+                                          y * ((873 - (((2 * x + 75) * x + 546) * x + 250) * x) / 28350 +
+                                               y * (((((2 * x + 154) * x + 3036) * x + 15202) * x + 2387) * x - 20781) /
+                                                   935550))))));
     } else {
       off = (1 / b + b) * 0.25 * std::cos(alpha) - (1 / b - b) * 0.25;
     }

@@ -42,21 +42,21 @@ Extent<2> Arc<2>::extent() const {
   // way round: callers depend on that box.
   for (int q = qFrom; q < qTo; ++q) {
     switch (q) {
-      case 1:
-      case 5: box += Point<2>(c[0], c[1] + r); break;
-      case 2:
-      case 6: box += Point<2>(c[0] - r, c[1]); break;
-      case 3:
-      case 7: box += Point<2>(c[0], c[1] - r); break;
-      default: box += Point<2>(c[0] + r, c[1]); break;
+    case 1:
+    case 5: box += Point<2>(c[0], c[1] + r); break;
+    case 2:
+    case 6: box += Point<2>(c[0] - r, c[1]); break;
+    case 3:
+    case 7: box += Point<2>(c[0], c[1] - r); break;
+    default: box += Point<2>(c[0] + r, c[1]); break;
     }
   }
   return box;
 }
 
 std::wostream& Arc<2>::putOn(std::wostream& os) const {
-  return os << L'(' << m_start[0] << L',' << m_start[1] << L")[" << m_bulge << L"](" << m_end[0] << L','
-            << m_end[1] << L')';
+  return os << L'(' << m_start[0] << L',' << m_start[1] << L")[" << m_bulge << L"](" << m_end[0] << L',' << m_end[1]
+            << L')';
 }
 
 }  // namespace QOR

@@ -22,9 +22,7 @@ Vector<3> straightAxis(const Point<3>& start, const Point<3>& end) {
   return Vector<3>(0, 0, 1);
 }
 
-Vector<3> axisDirection(int e) {
-  return Vector<3>(e == 0 ? 1 : 0, e == 1 ? 1 : 0, e == 2 ? 1 : 0);
-}
+Vector<3> axisDirection(int e) { return Vector<3>(e == 0 ? 1 : 0, e == 1 ? 1 : 0, e == 2 ? 1 : 0); }
 
 }  // namespace
 
@@ -81,8 +79,8 @@ void Arc<3>::bisect(Arc& first, Arc& second) const {
   const double b = m_bulge;
   // tan(theta / 8) from tan(theta / 4). The closed form cancels for small
   // bulges, where its series is already exact to rounding.
-  const double h = b * b <= 1e-5 ? b * 0.5 - b * b * b * 0.125 + b * b * b * b * b * 0.0625
-                                 : (std::sqrt(b * b + 1) - 1) / b;
+  const double h =
+      b * b <= 1e-5 ? b * 0.5 - b * b * b * 0.125 + b * b * b * b * b * 0.0625 : (std::sqrt(b * b + 1) - 1) / b;
   // Copies first: first or second may be this arc.
   const Point<3> start = m_start, end = m_end, mid = midpoint();
   const Vector<3> axis = m_axis;

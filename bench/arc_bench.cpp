@@ -61,8 +61,8 @@ struct SplitOut {
 
 SplitOut naiveSplit(double t, double b) {
   const double a = std::atan(b), alpha = 2 * t * a, r = (1 / b + b) * 0.25;
-  return {{std::tan((t + 1) * a * 0.5), r * std::cos(alpha) - (1 / b - b) * 0.25, r * std::sin(alpha),
-           -std::sin(alpha), std::cos(alpha), std::tan((1 - t) * a * 0.5)}};
+  return {{std::tan((t + 1) * a * 0.5), r * std::cos(alpha) - (1 / b - b) * 0.25, r * std::sin(alpha), -std::sin(alpha),
+           std::cos(alpha), std::tan((1 - t) * a * 0.5)}};
 }
 
 // The box from angles: the ends, and each axis extreme whose angle from the
@@ -173,7 +173,8 @@ Point<3> rotatedPoint(const QOR::Arc<3>& a, double distance) {
   m[0][1] -= sn * n[2], m[1][0] += sn * n[2];
   m[0][2] += sn * n[1], m[2][0] -= sn * n[1];
   m[1][2] -= sn * n[0], m[2][1] += sn * n[0];
-  return c + Vector<3>(m[0][0] * u[0] + m[0][1] * u[1] + m[0][2] * u[2], m[1][0] * u[0] + m[1][1] * u[1] + m[1][2] * u[2],
+  return c + Vector<3>(m[0][0] * u[0] + m[0][1] * u[1] + m[0][2] * u[2],
+                       m[1][0] * u[0] + m[1][1] * u[1] + m[1][2] * u[2],
                        m[2][0] * u[0] + m[2][1] * u[1] + m[2][2] * u[2]);
 }
 
@@ -203,7 +204,8 @@ void addSpatial(Suite& suite) {
              },
              "Rodrigues matrix",
              [arcs, lengths](std::size_t ops) {
-               for (std::size_t i = 0; i < ops; ++i) doNotOptimize(rotatedPoint((*arcs)[i & kMask], (*lengths)[i & kMask]));
+               for (std::size_t i = 0; i < ops; ++i)
+                 doNotOptimize(rotatedPoint((*arcs)[i & kMask], (*lengths)[i & kMask]));
                return ops;
              }});
 }

@@ -65,8 +65,7 @@ void addCodePointCases(Suite& suite) {
              [text](std::size_t ops) {
                unsigned int sum = 0;
                const unsigned int* p = text->points.data();
-               for (std::size_t i = 0; i < ops; ++i)
-                 sum += unicodeClass(CodePoint::codePoint(p[i & (kPoints - 1)]));
+               for (std::size_t i = 0; i < ops; ++i) sum += unicodeClass(CodePoint::codePoint(p[i & (kPoints - 1)]));
                doNotOptimize(sum);
                return ops;
              },

@@ -114,14 +114,13 @@ int runDebugActiveInChild(const std::string& filter) {
   PROCESS_INFORMATION pi{};
   std::fflush(stdout);
   int run = 0;
-  if (CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, CREATE_UNICODE_ENVIRONMENT, block.data(),
-                     nullptr, &si, &pi)) {
+  if (CreateProcessW(self, command.data(), nullptr, nullptr, FALSE, CREATE_UNICODE_ENVIRONMENT, block.data(), nullptr,
+                     &si, &pi)) {
     DWORD code = 1;
     if (WaitForSingleObject(pi.hProcess, 600000) == WAIT_OBJECT_0 && GetExitCodeProcess(pi.hProcess, &code) &&
         code == 0)
       run = 1;
-    else
-      std::fprintf(stderr, "qorbench: the active debug-stream case failed\n");
+    else std::fprintf(stderr, "qorbench: the active debug-stream case failed\n");
     CloseHandle(pi.hThread);
     CloseHandle(pi.hProcess);
   }

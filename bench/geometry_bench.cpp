@@ -60,8 +60,7 @@ void addProduct(Suite& suite) {
   auto set = std::make_shared<MatrixSet<4>>(randomMatrices<4>(7));
   suite.add({"Matrix<4> product", "product",
              [set](std::size_t ops) {
-               for (std::size_t i = 0; i < ops; ++i)
-                 doNotOptimize(set->ours[i & kMask] * set->ours[(i + 1) & kMask]);
+               for (std::size_t i = 0; i < ops; ++i) doNotOptimize(set->ours[i & kMask] * set->ours[(i + 1) & kMask]);
                return ops;
              },
              "Eigen operator*",

@@ -21,9 +21,8 @@ long long now() {
 }
 
 void printRow(const Case& c, const Timing& ours, const Timing& peer) {
-  std::printf("%-40s %-8s %12.2f %12.2f  %-36s %12.2f %12.2f  %6.2f", c.name.c_str(), c.unit.c_str(),
-              ours.medianNs, ours.minNs, c.peerName.c_str(), peer.medianNs, peer.minNs,
-              ours.medianNs / peer.medianNs);
+  std::printf("%-40s %-8s %12.2f %12.2f  %-36s %12.2f %12.2f  %6.2f", c.name.c_str(), c.unit.c_str(), ours.medianNs,
+              ours.minNs, c.peerName.c_str(), peer.medianNs, peer.minNs, ours.medianNs / peer.medianNs);
   if (c.bytesPerOp > 0)
     std::printf("  %8.0f %8.0f", c.bytesPerOp / ours.medianNs * 1e3, c.bytesPerOp / peer.medianNs * 1e3);
   std::printf("\n");
@@ -60,8 +59,8 @@ Timing measure(const Body& body) {
 }
 
 int Suite::run(const std::string& filter) const {
-  std::printf("%-40s %-8s %12s %12s  %-36s %12s %12s  %6s  %8s %8s\n", "case", "per", "ns median", "ns min",
-              "peer", "ns median", "ns min", "ratio", "MB/s", "peer");
+  std::printf("%-40s %-8s %12s %12s  %-36s %12s %12s  %6s  %8s %8s\n", "case", "per", "ns median", "ns min", "peer",
+              "ns median", "ns min", "ratio", "MB/s", "peer");
   int count = 0;
   for (const Case& c : m_cases) {
     if (!filter.empty() && c.name.find(filter) == std::string::npos) continue;

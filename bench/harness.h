@@ -46,13 +46,13 @@ struct Timing {
 Timing measure(const Body& body);
 
 class Suite {
- public:
+public:
   void add(Case c) { m_cases.push_back(std::move(c)); }
   // Runs the cases whose name contains `filter` (all when empty); returns the
   // number run.
   int run(const std::string& filter) const;
 
- private:
+private:
   std::vector<Case> m_cases;
 };
 

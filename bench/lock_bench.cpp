@@ -131,8 +131,7 @@ std::vector<long volatile*> twoWordsOfOneSlot() {
 
 void addLockCases(Suite& suite) {
   suite.add({"lock word exclusive: two atomics floor", "pair", wordLoop(kWriter, kWriterMask),
-             "InterlockedCompareExchange+ExchangeAdd",
-             [w = std::make_shared<Word>()](std::size_t ops) {
+             "InterlockedCompareExchange+ExchangeAdd", [w = std::make_shared<Word>()](std::size_t ops) {
                for (std::size_t i = 0; i < ops; ++i) {
                  InterlockedCompareExchange(&w->value, kWriter, 0);
                  InterlockedExchangeAdd(&w->value, -kWriter);

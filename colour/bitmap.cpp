@@ -43,9 +43,7 @@ std::uint16_t read16(const unsigned char* p) {
 void write32(unsigned char* p, std::uint32_t v) { std::memcpy(p, &v, 4); }
 void write16(unsigned char* p, std::uint16_t v) { std::memcpy(p, &v, 2); }
 
-std::uint32_t stride(std::uint32_t bitCount, std::uint32_t width) {
-  return ((bitCount * width + 31) >> 3) & ~3u;
-}
+std::uint32_t stride(std::uint32_t bitCount, std::uint32_t width) { return ((bitCount * width + 31) >> 3) & ~3u; }
 
 // The stride, or nothing when bitCount * width + 31 does not fit the 32 bits
 // that stride() and bitsSize() compute it in.
@@ -59,7 +57,7 @@ std::uint32_t magnitude(std::int32_t height) {
   return height < 0 ? 0u - static_cast<std::uint32_t>(height) : static_cast<std::uint32_t>(height);
 }
 
-} // namespace
+}  // namespace
 
 void DIBitmap::allocate() {
   if (m_blockSize >= kVirtualAllocThreshold) {
@@ -99,7 +97,7 @@ DIBitmap::DIBitmap(unsigned int width, int height, unsigned short bitCount, unsi
   const std::uint32_t bitsSize = m_blockSize - kColourTable - table;
   allocate();
   unsigned char* f = m_block + kFileHeader;
-  write16(f, 19778);                  // "BM"
+  write16(f, 19778);  // "BM"
   write32(f + 2, table + 54 + bitsSize);
   write32(f + 6, 0);
   write32(f + 10, table + 54);
@@ -110,8 +108,8 @@ DIBitmap::DIBitmap(unsigned int width, int height, unsigned short bitCount, unsi
   write16(h + 12, 1);
   write16(h + 14, bitCount);
   write32(h + 16, BI_RGB);
-  write32(h + 20, 0);                 // image size
-  write32(h + 24, 0);                 // resolutions
+  write32(h + 20, 0);  // image size
+  write32(h + 24, 0);  // resolutions
   write32(h + 28, 0);
   write32(h + 32, colours);
   write32(h + 36, 0);
@@ -123,19 +121,15 @@ DIBitmap::DIBitmap(const DIBitmap& other) : m_blockSize(other.m_blockSize), m_bl
 }
 
 DIBitmap::~DIBitmap() {
-  if (m_blockSize >= kVirtualAllocThreshold)
-    VirtualFree(m_block, 0, MEM_RELEASE);
-  else
-    delete[] m_block;
+  if (m_blockSize >= kVirtualAllocThreshold) VirtualFree(m_block, 0, MEM_RELEASE);
+  else delete[] m_block;
 }
 
 unsigned int DIBitmap::fileSize() const { return read32(m_block + kFileHeader + 2); }
 unsigned int DIBitmap::bitsOffset() const { return read32(m_block + kFileHeader + 10); }
 
 BITMAPINFO* DIBitmap::header() { return reinterpret_cast<BITMAPINFO*>(m_block + kInfoHeader); }
-const BITMAPINFO* DIBitmap::header() const {
-  return reinterpret_cast<const BITMAPINFO*>(m_block + kInfoHeader);
-}
+const BITMAPINFO* DIBitmap::header() const { return reinterpret_cast<const BITMAPINFO*>(m_block + kInfoHeader); }
 
 unsigned int DIBitmap::bitsSize() const {
   const unsigned char* h = m_block + kInfoHeader;
@@ -185,7 +179,7 @@ void checkLayout(const unsigned char* f, std::uint32_t size) {
     throw std::logic_error("bitmap bits lie outside the file");
 }
 
-} // namespace
+}  // namespace
 
 std::unique_ptr<DIBitmap> loadBitmapFile(const std::wstring& fileName) {
   QOR::internal::WinFile file(fileName, GENERIC_READ, FILE_SHARE_READ, OPEN_EXISTING);

@@ -45,28 +45,24 @@ double min3(double a, double b, double c) {
   return m;
 }
 
-} // namespace
+}  // namespace
 
 Colour::Colour() : Colour(0.0, 0.0, 0.0, 1.0) {}
 
 Colour::Colour(double r, double g, double b, double a)
-    : m_rgbValid(true), m_red(r), m_green(g), m_blue(b),
-      m_hlsValid(false), m_hlsHue(), m_lightness(0), m_hlsSaturation(0),
-      m_hsvValid(false), m_hsvHue(), m_hsvSaturation(0), m_value(0), m_alpha(a) {}
+    : m_rgbValid(true), m_red(r), m_green(g), m_blue(b), m_hlsValid(false), m_hlsHue(), m_lightness(0),
+      m_hlsSaturation(0), m_hsvValid(false), m_hsvHue(), m_hsvSaturation(0), m_value(0), m_alpha(a) {}
 
 Colour::Colour(const Angle& h, double s, double v, double a)
-    : m_rgbValid(false), m_red(0), m_green(0), m_blue(0),
-      m_hlsValid(false), m_hlsHue(), m_lightness(0), m_hlsSaturation(0),
-      m_hsvValid(true), m_hsvHue(h), m_hsvSaturation(s), m_value(v), m_alpha(a) {}
+    : m_rgbValid(false), m_red(0), m_green(0), m_blue(0), m_hlsValid(false), m_hlsHue(), m_lightness(0),
+      m_hlsSaturation(0), m_hsvValid(true), m_hsvHue(h), m_hsvSaturation(s), m_value(v), m_alpha(a) {}
 
 Colour::Colour(const Angle& h, double l, double s, double a, int)
-    : m_rgbValid(false), m_red(0), m_green(0), m_blue(0),
-      m_hlsValid(true), m_hlsHue(h), m_lightness(l), m_hlsSaturation(s),
-      m_hsvValid(false), m_hsvHue(), m_hsvSaturation(0), m_value(0), m_alpha(a) {}
+    : m_rgbValid(false), m_red(0), m_green(0), m_blue(0), m_hlsValid(true), m_hlsHue(h), m_lightness(l),
+      m_hlsSaturation(s), m_hsvValid(false), m_hsvHue(), m_hsvSaturation(0), m_value(0), m_alpha(a) {}
 
 Colour Colour::argb(unsigned int v) {
-  return Colour((v >> 16 & 255) / 255.0, (v >> 8 & 255) / 255.0, (v & 255) / 255.0,
-                (v >> 24 & 255) / 255.0);
+  return Colour((v >> 16 & 255) / 255.0, (v >> 8 & 255) / 255.0, (v & 255) / 255.0, (v >> 24 & 255) / 255.0);
 }
 
 Colour Colour::colorref(unsigned long v) {
@@ -168,12 +164,36 @@ void Colour::calcRGB() const {
   const double up = lo + (hi - lo) * f;
   const double down = lo + (hi - lo) * (1 - f);
   switch (sector) {
-  case 0: m_red = hi; m_green = up; m_blue = lo; break;
-  case 1: m_red = down; m_green = hi; m_blue = lo; break;
-  case 2: m_red = lo; m_green = hi; m_blue = up; break;
-  case 3: m_red = lo; m_green = down; m_blue = hi; break;
-  case 4: m_red = up; m_green = lo; m_blue = hi; break;
-  default: m_red = hi; m_green = lo; m_blue = down; break;
+  case 0:
+    m_red = hi;
+    m_green = up;
+    m_blue = lo;
+    break;
+  case 1:
+    m_red = down;
+    m_green = hi;
+    m_blue = lo;
+    break;
+  case 2:
+    m_red = lo;
+    m_green = hi;
+    m_blue = up;
+    break;
+  case 3:
+    m_red = lo;
+    m_green = down;
+    m_blue = hi;
+    break;
+  case 4:
+    m_red = up;
+    m_green = lo;
+    m_blue = hi;
+    break;
+  default:
+    m_red = hi;
+    m_green = lo;
+    m_blue = down;
+    break;
   }
   m_rgbValid = true;
 }
@@ -194,8 +214,7 @@ void Colour::getDib24(void* p) const {
   px[2] = static_cast<unsigned char>(roundComponent(m_red * 255));
 }
 
-void Colour::getDib24(void* p, const unsigned char* red, const unsigned char* green,
-                      const unsigned char* blue) const {
+void Colour::getDib24(void* p, const unsigned char* red, const unsigned char* green, const unsigned char* blue) const {
   calcRGB();
   auto* px = static_cast<unsigned char*>(p);
   px[0] = blue[roundComponent(m_blue * 255) & 255];

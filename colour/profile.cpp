@@ -149,8 +149,7 @@ class ColourProfileImp final : public ColourProfile {
 public:
   // Opens the profile `description` names; see create and createFromFile.
   ColourProfileImp(ColourProfileId id, PROFILE& description)
-      : m_id(id), m_size(0),
-        m_handle(OpenColorProfileW(&description, PROFILE_READ, FILE_SHARE_READ, OPEN_EXISTING)) {
+      : m_id(id), m_size(0), m_handle(OpenColorProfileW(&description, PROFILE_READ, FILE_SHARE_READ, OPEN_EXISTING)) {
     if (!m_handle) throw WinError(L"OpenColorProfile", GetLastError());
     // The size the header gives is checked against the data before any
     // allocation, and the buffer has room for all the data: the system
@@ -230,7 +229,7 @@ Handle<ColourTransform> transform(RenderingIntent intent, HPROFILE* profiles, DW
 
 [[noreturn]] void illegalId() { throw std::logic_error("Illegal value of QOR::ColourProfileId"); }
 
-} // namespace
+}  // namespace
 
 Handle<ColourProfile> ColourProfile::create(ColourProfileId id) {
   if (id != ColourProfileId::sRGB) illegalId();
@@ -276,4 +275,4 @@ Handle<ColourTransform> ColourTransform::create(RenderingIntent intent, const Co
   return transform(intent, profiles, 4);
 }
 
-} // namespace QOR
+}  // namespace QOR

@@ -32,8 +32,7 @@ namespace QOR::internal {
                                                                    std::size_t b) noexcept {
   return a ? checkedMultiply(*a, b) : std::nullopt;
 }
-[[nodiscard]] constexpr std::optional<std::size_t> checkedAdd(std::optional<std::size_t> a,
-                                                              std::size_t b) noexcept {
+[[nodiscard]] constexpr std::optional<std::size_t> checkedAdd(std::optional<std::size_t> a, std::size_t b) noexcept {
   return a ? checkedAdd(*a, b) : std::nullopt;
 }
 

@@ -203,8 +203,7 @@ struct CloseAtUnload {
     try {
       target->close();
       if (g_rawFile) g_rawFile->close();
-    } catch (const std::exception&) {
-    }
+    } catch (const std::exception&) {}
     delete target;
     delete g_rawFile;
     g_rawFile = nullptr;

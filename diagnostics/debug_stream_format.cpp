@@ -15,9 +15,7 @@
 
 namespace {
 
-bool startsWith(const std::wstring& s, const wchar_t* prefix) {
-  return s.compare(0, std::wcslen(prefix), prefix) == 0;
-}
+bool startsWith(const std::wstring& s, const wchar_t* prefix) { return s.compare(0, std::wcslen(prefix), prefix) == 0; }
 
 // The type's name as a reader would write it.
 std::string readableName(const std::type_info& type) {
@@ -52,8 +50,7 @@ std::wstring cleanTypeName(const char* readable) {
   std::wstring name = getWCS(readable ? readable : "");
   for (const wchar_t* prefix : {L"const ", L"volatile ", L"class ", L"struct "})
     if (startsWith(name, prefix)) name.erase(0, std::wcslen(prefix));
-  const std::size_t stop =
-      name.find_first_not_of(L"0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
+  const std::size_t stop = name.find_first_not_of(L"0123456789_ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz");
   if (stop != std::wstring::npos && name.compare(stop, 2, L"::") == 0) name.erase(0, stop + 2);
   return name;
 }
@@ -86,7 +83,6 @@ void debugIdPtrRefA(std::wostream& os, const std::type_info& type, const void* p
 
 std::wostream& operator<<(std::wostream& os, const Quark& q) {
   os << L"Q:" << reinterpret_cast<std::uintptr_t>(q.value());
-  if (DebugStream::debuggingLevel() >= DebugStream::Verbose)
-    os << L" \"" << (q.value() ? q.value() : L"") << L"\"";
+  if (DebugStream::debuggingLevel() >= DebugStream::Verbose) os << L" \"" << (q.value() ? q.value() : L"") << L"\"";
   return os;
 }

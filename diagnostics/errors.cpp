@@ -5,9 +5,7 @@
 
 namespace {
 
-std::wstring fromPointer(const wchar_t* text) {
-  return text ? std::wstring(text) : std::wstring();
-}
+std::wstring fromPointer(const wchar_t* text) { return text ? std::wstring(text) : std::wstring(); }
 
 std::wstring withFunction(std::wstring message, const wchar_t* function) {
   message += L" calling ";
@@ -15,7 +13,7 @@ std::wstring withFunction(std::wstring message, const wchar_t* function) {
   return message;
 }
 
-} // namespace
+}  // namespace
 
 namespace QOR {
 
@@ -65,19 +63,15 @@ void NotImplemented::setup(const std::wstring& message) {
   m_narrow = getMBS(m_wide);
 }
 
-} // namespace QOR
+}  // namespace QOR
 
-WinError::WinError(unsigned long error) {
-  setup(formatMessage(error, nullptr));
-}
+WinError::WinError(unsigned long error) { setup(formatMessage(error, nullptr)); }
 
 WinError::WinError(const wchar_t* function, unsigned long error) {
   setup(withFunction(formatMessage(error, nullptr), function));
 }
 
-WinError::WinError(long hr, IUnknown* object) {
-  setup(formatMessage(hr, object));
-}
+WinError::WinError(long hr, IUnknown* object) { setup(formatMessage(hr, object)); }
 
 WinError::WinError(const wchar_t* function, long hr, IUnknown* object) {
   setup(withFunction(formatMessage(hr, object), function));
@@ -93,6 +87,4 @@ WinError& WinError::operator=(WinError&& other) {
   return *this;
 }
 
-void throwIntCast() {
-  throw QOR::QorError(L"integer value right out of range");
-}
+void throwIntCast() { throw QOR::QorError(L"integer value right out of range"); }

@@ -46,7 +46,7 @@ bool describedBy(IUnknown* object, std::wstring& description) {
   return true;
 }
 
-} // namespace
+}  // namespace
 
 std::wstring formatMessage(unsigned long error, const wchar_t* module) {
   HMODULE source = module ? GetModuleHandleW(module) : nullptr;
@@ -60,9 +60,7 @@ std::wstring formatMessage(unsigned long error, const wchar_t* module) {
 std::wstring formatMessage(long hr, IUnknown* object) {
   std::wstring text = stringPrintf(L"[0x%08lx] ", hr);
   std::wstring description;
-  if (object && describedBy(object, description))
-    text += description;
-  else
-    text += formatMessage(static_cast<unsigned long>(hr), nullptr);
+  if (object && describedBy(object, description)) text += description;
+  else text += formatMessage(static_cast<unsigned long>(hr), nullptr);
   return text;
 }

@@ -81,7 +81,8 @@ void drawFromFencedCopy(const std::uint8_t* data, std::size_t size) {
   // only their addresses are formed here, and GDI reads them.
   const auto* header = reinterpret_cast<const BITMAPINFOHEADER*>(copy + 14);
   const auto* bitmapInfo = reinterpret_cast<const BITMAPINFO*>(copy + 14);
-  const HBITMAP drawn = CreateDIBitmap(scratch().dc, header, CBM_INIT, copy + le32(copy + 10), bitmapInfo, DIB_RGB_COLORS);
+  const HBITMAP drawn =
+      CreateDIBitmap(scratch().dc, header, CBM_INIT, copy + le32(copy + 10), bitmapInfo, DIB_RGB_COLORS);
   if (drawn) DeleteObject(drawn);
 }
 
@@ -102,9 +103,10 @@ void checkNewBitmap(const std::uint8_t* data, std::size_t size) {
     qorfuzz::fuzzCheck(strideFits && block <= 0xFFFFFFFFu, "a bitmap larger than 32 bits can count was built");
     qorfuzz::fuzzCheck(bmp.fileSize() + 2 == block, "the block is not what the headers describe");
     qorfuzz::fuzzCheck(bmp.bitsSize() == rows, "bitsSize() does not count the rows");
-    qorfuzz::fuzzCheck(static_cast<const std::uint8_t*>(bmp.bits()) - static_cast<const std::uint8_t*>(bmp.fileData()) ==
-                           std::ptrdiff_t(54 + 4 * std::uint64_t(colours)),
-                       "the bits do not follow the colour table");
+    qorfuzz::fuzzCheck(
+        static_cast<const std::uint8_t*>(bmp.bits()) - static_cast<const std::uint8_t*>(bmp.fileData()) ==
+            std::ptrdiff_t(54 + 4 * std::uint64_t(colours)),
+        "the bits do not follow the colour table");
   } catch (const QOR::QorError& e) {
     qorfuzz::fuzzCheck(std::wstring(e.wWhat()) == L"integer value right out of range",
                        "a new bitmap refused with another text");
@@ -135,9 +137,9 @@ void checkLoad(const std::uint8_t* data, std::size_t size) {
   drawFromFencedCopy(data, size);
   saveBitmapFile(*bmp, files.output.name());
   const auto back = loadBitmapFile(files.output.name());
-  qorfuzz::fuzzCheck(back->fileSize() == bmp->fileSize() &&
-                         std::memcmp(back->fileData(), bmp->fileData(), bmp->fileSize()) == 0,
-                     "a saved bitmap loads back different");
+  qorfuzz::fuzzCheck(
+      back->fileSize() == bmp->fileSize() && std::memcmp(back->fileData(), bmp->fileData(), bmp->fileSize()) == 0,
+      "a saved bitmap loads back different");
 }
 
 // A bitmap as the library writes it.
@@ -158,9 +160,12 @@ qorfuzz::Seed saved(const char* name, unsigned width, int height, unsigned short
 
 std::vector<qorfuzz::Seed> fuzzSeeds() {
   std::vector<qorfuzz::Seed> seeds = {
-      saved("1-bit.bmp", 13, 5, 1, 2),           saved("4-bit.bmp", 7, -3, 4, 16),
-      saved("8-bit.bmp", 5, 4, 8, 256),          saved("16-bit.bmp", 6, 3, 16, 0),
-      saved("24-bit.bmp", 5, -3, 24, 0),         saved("32-bit.bmp", 3, 3, 32, 0),
+      saved("1-bit.bmp", 13, 5, 1, 2),
+      saved("4-bit.bmp", 7, -3, 4, 16),
+      saved("8-bit.bmp", 5, 4, 8, 256),
+      saved("16-bit.bmp", 6, 3, 16, 0),
+      saved("24-bit.bmp", 5, -3, 24, 0),
+      saved("32-bit.bmp", 3, 3, 32, 0),
       saved("bitfields.bmp", 4, 2, 16, 3, BI_BITFIELDS),
   };
   for (auto& s : qorfuzz::seedsFromFolder(qorfuzz::sourcePath(L"fuzz/seeds/bitmap"), L".bmp"))

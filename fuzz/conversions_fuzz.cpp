@@ -104,7 +104,10 @@ bool strictUtf8(const std::string& bytes) {
     const unsigned b = static_cast<unsigned char>(bytes[i]);
     std::size_t n;
     std::uint32_t v, min;
-    if (b < 0x80) { ++i; continue; }
+    if (b < 0x80) {
+      ++i;
+      continue;
+    }
     if (b >= 0xC2 && b <= 0xDF) n = 2, v = b & 0x1F, min = 0x80;
     else if (b >= 0xE0 && b <= 0xEF) n = 3, v = b & 0x0F, min = 0x800;
     else if (b >= 0xF0 && b <= 0xF4) n = 4, v = b & 0x07, min = 0x10000;
@@ -146,7 +149,7 @@ std::optional<long> referenceLong(const std::wstring& s) {
 // significant digits, the decimal exponent, the overflow bound and the scaling
 // by a power below 16 and then by 10^16, 10^32, ... for the bits above.
 std::optional<double> referenceDouble(const std::wstring& s) {
-  static const double exact[18] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
+  static const double exact[18] = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
                                    1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
   static const double big[5] = {1e16, 1e32, 1e64, 1e128, 1e256};
   std::size_t i = s.find_first_not_of(L" \t");
@@ -245,7 +248,8 @@ void checkAnsi(const std::string& bytes, const std::wstring& units) {
   qorfuzz::fuzzCheck(getMBS(units) == narrow, "getMBS(wstring) differs from the counted form");
   // The forms that stop at the first NUL.
   const std::string upToNul = bytes.substr(0, bytes.find('\0'));
-  qorfuzz::fuzzCheck(getWCS(upToNul.c_str()) == systemWide(upToNul.data(), upToNul.size()), "getWCS(char*) does not stop at the NUL");
+  qorfuzz::fuzzCheck(getWCS(upToNul.c_str()) == systemWide(upToNul.data(), upToNul.size()),
+                     "getWCS(char*) does not stop at the NUL");
   const std::wstring unitsToNul = units.substr(0, units.find(L'\0'));
   qorfuzz::fuzzCheck(getMBS(unitsToNul.c_str()) == systemAnsi(unitsToNul.data(), unitsToNul.size()),
                      "getMBS(wchar_t*) does not stop at the NUL");
@@ -274,7 +278,8 @@ void checkPack(const std::wstring& units, std::size_t size) {
       qorfuzz::fuzzCheck(copied == expected && units.compare(0, copied, buf, copied) == 0 && buf[copied] == 0,
                          "packTo3(wchar_t*) copied the wrong units");
     } catch (const std::logic_error& e) {
-      qorfuzz::fuzzCheck(size == 0 && std::string(e.what()) == "illegal buffer to pack wstring", "packTo3(wchar_t*) threw");
+      qorfuzz::fuzzCheck(size == 0 && std::string(e.what()) == "illegal buffer to pack wstring",
+                         "packTo3(wchar_t*) threw");
     }
   }
   // The code page copy: the longest prefix that ends between code points and
@@ -284,19 +289,23 @@ void checkPack(const std::wstring& units, std::size_t size) {
     std::string bestBytes;
     bool anyFits = units.empty();
     for (std::size_t end = 0; end <= units.size(); ++end) {
-      if (end > 0 && end < units.size() && (units[end - 1] & 0xFC00) == 0xD800 && (units[end] & 0xFC00) == 0xDC00) continue;
+      if (end > 0 && end < units.size() && (units[end - 1] & 0xFC00) == 0xD800 && (units[end] & 0xFC00) == 0xDC00)
+        continue;
       const std::string bytes = systemAnsi(units.data(), end);
       if (end > 0 && size > 0 && bytes.size() <= size - 1) best = bytes.size(), bestBytes = bytes, anyFits = true;
     }
     try {
       const unsigned r = packTo3(units, buf, static_cast<int>(size));
       qorfuzz::fuzzCheck(size > 0, "packTo3(char*) took a zero-size buffer");
-      qorfuzz::fuzzCheck(r == best && std::string(buf, r) == bestBytes && buf[r] == 0, "packTo3(char*) copied the wrong bytes");
+      qorfuzz::fuzzCheck(r == best && std::string(buf, r) == bestBytes && buf[r] == 0,
+                         "packTo3(char*) copied the wrong bytes");
     } catch (const std::logic_error& e) {
-      qorfuzz::fuzzCheck(size == 0 && std::string(e.what()) == "illegal buffer to pack wstring", "packTo3(char*) threw");
+      qorfuzz::fuzzCheck(size == 0 && std::string(e.what()) == "illegal buffer to pack wstring",
+                         "packTo3(char*) threw");
     } catch (const WinError& e) {
       qorfuzz::fuzzCheck(size >= 2 && !anyFits, "packTo3(char*) failed where a prefix fits");
-      qorfuzz::fuzzCheck(std::wstring(e.wWhat()).ends_with(L" calling WideCharToMultiByte in packTo"), "packTo3: wrong text");
+      qorfuzz::fuzzCheck(std::wstring(e.wWhat()).ends_with(L" calling WideCharToMultiByte in packTo"),
+                         "packTo3: wrong text");
     }
   }
 }
@@ -306,12 +315,14 @@ void checkNumbers(const std::wstring& text) {
   if (!s) return;
   long l = 12345;
   const auto expectedLong = referenceLong(text);
-  qorfuzz::fuzzCheck(isLong(&l, s, text.size()) == expectedLong.has_value(), "isLong accepts other text than its rules");
+  qorfuzz::fuzzCheck(isLong(&l, s, text.size()) == expectedLong.has_value(),
+                     "isLong accepts other text than its rules");
   qorfuzz::fuzzCheck(l == (expectedLong ? *expectedLong : 12345), "isLong: wrong value, or changed it on failure");
 
   double d = 0.25;
   const auto expectedDouble = referenceDouble(text);
-  qorfuzz::fuzzCheck(isDouble(&d, s, text.size()) == expectedDouble.has_value(), "isDouble accepts other text than its rules");
+  qorfuzz::fuzzCheck(isDouble(&d, s, text.size()) == expectedDouble.has_value(),
+                     "isDouble accepts other text than its rules");
   const double want = expectedDouble ? *expectedDouble : 0.25;
   qorfuzz::fuzzCheck(std::memcmp(&d, &want, sizeof d) == 0, "isDouble: wrong value, or changed it on failure");
 }
@@ -327,9 +338,12 @@ std::vector<qorfuzz::Seed> fuzzSeeds() {
   }
   // Encoded text the other way round: UTF-16LE, and bytes no decoder should trust.
   seeds.push_back({"utf-16", {0x20, 'a', 0, 0x3D, 0xD8, 0x00, 0xDE, 0x00, 0xDC, 0x41, 0x00, 0xFF, 0xFE, 0xE9, 0x00}});
-  seeds.push_back({"broken utf-8", {5, 0xC3, 0x41, 0xE2, 0x82, 0xF4, 0x90, 0x80, 0x80, 0xED, 0xA0, 0x80, 0xC0, 0xAF, 0xFE, 0xE2, 0x82}});
-  for (const char* number : {" \t-2147483648", "+2147483647", "1.5D3", "-.5e-3", "0.00000000000000000000012345678901234567890e+20",
-                             "1.7976931348623157e308", "17976931348623157e292", "-1e-400", "12e 5", "4.9e-324"}) {
+  seeds.push_back(
+      {"broken utf-8",
+       {5, 0xC3, 0x41, 0xE2, 0x82, 0xF4, 0x90, 0x80, 0x80, 0xED, 0xA0, 0x80, 0xC0, 0xAF, 0xFE, 0xE2, 0x82}});
+  for (const char* number :
+       {" \t-2147483648", "+2147483647", "1.5D3", "-.5e-3", "0.00000000000000000000012345678901234567890e+20",
+        "1.7976931348623157e308", "17976931348623157e292", "-1e-400", "12e 5", "4.9e-324"}) {
     std::vector<std::uint8_t> bytes{9};
     bytes.insert(bytes.end(), number, number + std::strlen(number));
     seeds.push_back({number, bytes});

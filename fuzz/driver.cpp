@@ -202,7 +202,8 @@ int fuzz(const Options& o, const std::vector<qorfuzz::Seed>& seeds) {
   for (const auto& s : seeds) largest = std::max(largest, s.bytes.size());
   const std::size_t maxSize = o.maxSize ? o.maxSize : std::max<std::size_t>(4096, 2 * largest);
   const unsigned long long seed =
-      o.seedGiven ? o.seed : static_cast<unsigned long long>(std::chrono::system_clock::now().time_since_epoch().count());
+      o.seedGiven ? o.seed
+                  : static_cast<unsigned long long>(std::chrono::system_clock::now().time_since_epoch().count());
   qorfuzz::report("seed %llu (--seed %llu repeats this run), %zu seeds, inputs up to %zu bytes", seed, seed,
                   seeds.size(), maxSize);
 

@@ -32,7 +32,8 @@ std::wstring textOf(const std::uint8_t* data, std::size_t size, bool utf16) {
   if (utf16) {
     for (std::size_t i = 0; i + 1 < size; i += 2) text += static_cast<wchar_t>(data[i] | data[i + 1] << 8);
   } else {
-    for (std::size_t i = 0; i < size; ++i) text += data[i] < 0x80 ? static_cast<wchar_t>(data[i]) : kSpecialUnits[data[i] & 15];
+    for (std::size_t i = 0; i < size; ++i)
+      text += data[i] < 0x80 ? static_cast<wchar_t>(data[i]) : kSpecialUnits[data[i] & 15];
   }
   return text;
 }
@@ -55,8 +56,8 @@ qorfuzz::Seed seed(const std::wstring& text, std::uint8_t maxChars = 20) {
 bool referenceIsUrl(const std::wstring& s) {
   const auto letter = [](wchar_t c) { return (c >= L'a' && c <= L'z') || (c >= L'A' && c <= L'Z'); };
   std::size_t i = 0;
-  while (i < s.size() && (letter(s[i]) || (i > 0 && ((s[i] >= L'0' && s[i] <= L'9') || s[i] == L'+' ||
-                                                     s[i] == L'-' || s[i] == L'.'))))
+  while (i < s.size() &&
+         (letter(s[i]) || (i > 0 && ((s[i] >= L'0' && s[i] <= L'9') || s[i] == L'+' || s[i] == L'-' || s[i] == L'.'))))
     ++i;
   return i >= 2 && i < s.size() && s[i] == L':';
 }
@@ -99,8 +100,9 @@ void checkNames(const std::wstring& name, const std::wstring& other, std::size_t
   else if (name.empty()) qorfuzz::fuzzCheck(joined == other, "joinDirectory: an empty name changed the dir");
   else if (type == FileType::Relative) {
     const std::wstring bare = name.substr(std::min(name.find_first_not_of(L"\\/"), name.size()));
-    qorfuzz::fuzzCheck(joined.size() >= bare.size() && joined.compare(joined.size() - bare.size(), bare.size(), bare) == 0,
-                       "joinDirectory: a relative name is not kept at the end");
+    qorfuzz::fuzzCheck(
+        joined.size() >= bare.size() && joined.compare(joined.size() - bare.size(), bare.size(), bare) == 0,
+        "joinDirectory: a relative name is not kept at the end");
   } else if (type != FileType::Rooted) {
     qorfuzz::fuzzCheck(joined == name, "joinDirectory: a name that is not relative did not win");
   }
@@ -128,8 +130,8 @@ void checkNames(const std::wstring& name, const std::wstring& other, std::size_t
   // A failure names its own error: GetFullPathNameW never looks for a file,
   // so "file not found" can only be left over from before.
   const std::wstring stale = formatMessage(ERROR_FILE_NOT_FOUND, nullptr) + L" calling GetFullPathNameW";
-  for (const auto& call : {+[](const std::wstring& n, const std::wstring&) { return absoluteFilename(n); },
-                           +[](const std::wstring& n, const std::wstring& b) { return absoluteFilename(n, b); }}) {
+  for (const auto& call : {+[](const std::wstring&n, const std::wstring&) { return absoluteFilename(n); },
+                           +[](const std::wstring&n, const std::wstring&b) { return absoluteFilename(n, b); }}) {
     SetLastError(ERROR_FILE_NOT_FOUND);
     try {
       const std::wstring absolute = call(name, other);
@@ -151,12 +153,14 @@ void checkUrls(const std::wstring& text) {
   qorfuzz::fuzzCheck(unescapeError.has_value() == (text.find(L"%00") != std::wstring::npos),
                      "unescapeUrl: throws exactly for an escaped NUL");
   if (unescapeError) qorfuzz::fuzzCheck(*unescapeError == notAUrl(text), "unescapeUrl: wrong text");
-  if (text.find(L'%') == std::wstring::npos) qorfuzz::fuzzCheck(unescapeUrl(text) == text, "unescapeUrl: changed text without escapes");
+  if (text.find(L'%') == std::wstring::npos)
+    qorfuzz::fuzzCheck(unescapeUrl(text) == text, "unescapeUrl: changed text without escapes");
   if (validUtf16(text) && text.find(L'\0') == std::wstring::npos) {
     // Every byte escaped, by the system's own UTF-8 encoder, decodes back.
     std::string bytes(text.size() * 3, '\0');
-    bytes.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
-                                                              bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
+    bytes.resize(
+        static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
+                                                     bytes.data(), static_cast<int>(bytes.size()), nullptr, nullptr)));
     std::wstring escaped;
     for (unsigned char b : bytes) escaped += stringPrintf(L"%%%02X", b);
     qorfuzz::fuzzCheck(unescapeUrl(escaped) == text, "unescapeUrl: escaped UTF-8 does not decode back");
@@ -205,8 +209,8 @@ std::vector<qorfuzz::Seed> fuzzSeeds() {
     seeds.push_back(seed(text));
   // URLs, as typed and as pasted.
   for (const wchar_t* text :
-       {L"HTTP://User:PW@Example.COM:8080/a/./b/../c?q=%41 %zz#frag", L"file:///C:/a/../b.txt", L"mailto:Some.One@x.org",
-        L"http://[FE80::1]/%7euser/%2f/caf%C3%A9/%F0%9F%98%80", L"urn:a/./b", L"x-app:{id}",
+       {L"HTTP://User:PW@Example.COM:8080/a/./b/../c?q=%41 %zz#frag", L"file:///C:/a/../b.txt",
+        L"mailto:Some.One@x.org", L"http://[FE80::1]/%7euser/%2f/caf%C3%A9/%F0%9F%98%80", L"urn:a/./b", L"x-app:{id}",
         L"  <URL:http://x/a-\r\n   long/path>\r\n", L"\"'http://x/'\"", L"caf%E9%C3%A9%00"})
     seeds.push_back(seed(text));
   seeds.push_back({"bytes", {0, 12, 'C', ':', '\\', 0x82, 0x83, '\\', '%', 'E', '9', 0x8C, '~', '1'}});

@@ -79,10 +79,8 @@ bool saveTo(const std::uint8_t* data, std::size_t size, wchar_t* path, std::size
 // failure while the first is reported (a crash while saving) ends it at once.
 [[noreturn]] void die(const char* what) {
   if (g_dying.exchange(true)) TerminateProcess(GetCurrentProcess(), 1);
-  if (g_running)
-    reportFailure(what, g_data, g_size);
-  else
-    report("FAILED: %s (outside any input)", what);
+  if (g_running) reportFailure(what, g_data, g_size);
+  else report("FAILED: %s (outside any input)", what);
   TerminateProcess(GetCurrentProcess(), 1);
   for (;;) Sleep(INFINITE);  // not reached
 }
@@ -120,7 +118,9 @@ void describe(const EXCEPTION_RECORD* r, char* out, std::size_t cap) {
   int n = std::snprintf(out, cap, "%s (0x%08lX) at %s", exceptionName(r->ExceptionCode), r->ExceptionCode, where);
   if (r->ExceptionCode == EXCEPTION_ACCESS_VIOLATION && r->NumberParameters >= 2 && n > 0 && std::size_t(n) < cap)
     std::snprintf(out + n, cap - n, ", %s address 0x%llx",
-                  r->ExceptionInformation[0] == 0 ? "reading" : r->ExceptionInformation[0] == 1 ? "writing" : "executing",
+                  r->ExceptionInformation[0] == 0   ? "reading"
+                  : r->ExceptionInformation[0] == 1 ? "writing"
+                                                    : "executing",
                   static_cast<unsigned long long>(r->ExceptionInformation[1]));
 }
 
@@ -218,8 +218,7 @@ void reportFailure(const char* what, const std::uint8_t* data, std::size_t size)
   wchar_t path[1100];
   if (saveTo(data, size, path, 1100))
     report("input (%llu bytes) saved as %ls", static_cast<unsigned long long>(size), path);
-  else
-    report("cannot save the input under %ls", g_saveFolder);
+  else report("cannot save the input under %ls", g_saveFolder);
 }
 
 void beginInput(const std::uint8_t* data, std::size_t size) {

@@ -181,8 +181,8 @@ void checkTransform(RenderingIntent intent, const ColourProfile& a, const Colour
 
 bool endsWithCall(const WinError& e) {
   const std::wstring what = e.wWhat();
-  for (const wchar_t* call : {L"OpenColorProfile", L"GetColorProfileFromHandle", L"GetColorProfileHeader",
-                              L"GetColorProfileElement"})
+  for (const wchar_t* call :
+       {L"OpenColorProfile", L"GetColorProfileFromHandle", L"GetColorProfileHeader", L"GetColorProfileElement"})
     if (what.ends_with(std::wstring(L" calling ") + call)) return true;
   return false;
 }
@@ -236,9 +236,9 @@ void fuzzOne(const std::uint8_t* data, std::size_t size) {
   const auto& [maker, model, description] = want.texts;
   qorfuzz::fuzzCheck(p->displayName() == t.display[0] + shown(description) + t.display[1],
                      "the display name differs from an independent reading");
-  qorfuzz::fuzzCheck(p->fullName() == t.full[0] + shown(maker) + t.full[1] + shown(model) + t.full[2] +
-                                          shown(description) + t.full[3],
-                     "the full name differs from an independent reading");
+  qorfuzz::fuzzCheck(
+      p->fullName() == t.full[0] + shown(maker) + t.full[1] + shown(model) + t.full[2] + shown(description) + t.full[3],
+      "the full name differs from an independent reading");
   qorfuzz::fuzzCheck(p->handle() != nullptr, "an open profile without a handle");
 
   const auto intent = static_cast<RenderingIntent>(data[size - 1] & 3);

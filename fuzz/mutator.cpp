@@ -9,9 +9,9 @@ namespace qorfuzz {
 namespace {
 
 // Values that sit on the edges of sizes, counts and signedness.
-constexpr std::uint32_t kInteresting[] = {0,      1,      0x7F,       0x80,       0xFF,       0x100,
-                                          0x7FFF, 0x8000, 0xFFFF,     0x10000,    0x7FFFFFFF, 0x80000000,
-                                          0xFFFFFFFF, 0xFFFFFFFE, 0x40000000, 0xD800, 0xFFFD, 0x10FFFF};
+constexpr std::uint32_t kInteresting[] = {0,          1,          0x7F,       0x80,    0xFF,       0x100,
+                                          0x7FFF,     0x8000,     0xFFFF,     0x10000, 0x7FFFFFFF, 0x80000000,
+                                          0xFFFFFFFF, 0xFFFFFFFE, 0x40000000, 0xD800,  0xFFFD,     0x10FFFF};
 
 }  // namespace
 
@@ -71,8 +71,8 @@ void Mutator::mutateOnce(std::vector<std::uint8_t>& b) {
     if (other.empty()) break;
     const std::size_t from = m_random.below(other.size());
     const std::size_t n = 1 + m_random.below(std::min<std::size_t>(other.size() - from, 256));
-    b.insert(b.begin() + static_cast<std::ptrdiff_t>(m_random.below(size + 1)), other.begin() + static_cast<std::ptrdiff_t>(from),
-             other.begin() + static_cast<std::ptrdiff_t>(from + n));
+    b.insert(b.begin() + static_cast<std::ptrdiff_t>(m_random.below(size + 1)),
+             other.begin() + static_cast<std::ptrdiff_t>(from), other.begin() + static_cast<std::ptrdiff_t>(from + n));
     break;
   }
   }

@@ -29,7 +29,8 @@ void* roomBeforeGuardPage(std::size_t bytes) {
   constexpr std::size_t kPage = 4096, kSize = std::size_t{1} << 20;
   // One block for the run: a no-access page, 1 MiB, a no-access page.
   static std::uint8_t* const base = [] {
-    auto* block = static_cast<std::uint8_t*>(VirtualAlloc(nullptr, kSize + 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
+    auto* block =
+        static_cast<std::uint8_t*>(VirtualAlloc(nullptr, kSize + 2 * kPage, MEM_RESERVE | MEM_COMMIT, PAGE_NOACCESS));
     DWORD old = 0;
     if (block) VirtualProtect(block + kPage, kSize, PAGE_READWRITE, &old);
     return block;

@@ -57,42 +57,42 @@ Bytes readBytes(const std::wstring& name) {
 // 0 when the bytes are invalid or incomplete.
 std::size_t decode(QOR::TextEncoding enc, const unsigned char* p, std::size_t n, unsigned int& cp) {
   switch (enc) {
-    case QOR::Multibyte: {
-      // mbtowc, but a lead byte without its second byte is incomplete (Wine's
-      // runtime decodes it alone).
-      if (std::mblen(reinterpret_cast<const char*>(p), n) < 0) return 0;
-      wchar_t wc = 0;
-      const int k = std::mbtowc(&wc, reinterpret_cast<const char*>(p), n);
-      if (k < 0) return 0;
-      cp = static_cast<unsigned short>(wc);
-      return k == 0 ? 1 : static_cast<std::size_t>(k);
+  case QOR::Multibyte: {
+    // mbtowc, but a lead byte without its second byte is incomplete (Wine's
+    // runtime decodes it alone).
+    if (std::mblen(reinterpret_cast<const char*>(p), n) < 0) return 0;
+    wchar_t wc = 0;
+    const int k = std::mbtowc(&wc, reinterpret_cast<const char*>(p), n);
+    if (k < 0) return 0;
+    cp = static_cast<unsigned short>(wc);
+    return k == 0 ? 1 : static_cast<std::size_t>(k);
+  }
+  case QOR::UTF8: {
+    const unsigned int b = p[0];
+    std::size_t length = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF8 ? 4 : 0;
+    if (length == 0 || n < length) return 0;
+    cp = length == 1 ? b : length == 2 ? (b & 0x1F) : length == 3 ? (b & 0x0F) : (b & 0x07);
+    for (std::size_t i = 1; i < length; ++i) {
+      if (p[i] > 0xC0) return 0;
+      cp = cp << 6 | (p[i] & 0x3Fu);
     }
-    case QOR::UTF8: {
-      const unsigned int b = p[0];
-      std::size_t length = b < 0x80 ? 1 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF8 ? 4 : 0;
-      if (length == 0 || n < length) return 0;
-      cp = length == 1 ? b : length == 2 ? (b & 0x1F) : length == 3 ? (b & 0x0F) : (b & 0x07);
-      for (std::size_t i = 1; i < length; ++i) {
-        if (p[i] > 0xC0) return 0;
-        cp = cp << 6 | (p[i] & 0x3Fu);
-      }
-      return length;
+    return length;
+  }
+  default: {
+    const bool big = enc == QOR::UTF16be;
+    auto unit = [&](std::size_t i) { return big ? (p[i] << 8 | p[i + 1]) : (p[i + 1] << 8 | p[i]); };
+    if (n < 2) return 0;
+    const unsigned int a = static_cast<unsigned int>(unit(0));
+    if (a < 0xD800 || a > 0xDFFF) {
+      cp = a;
+      return 2;
     }
-    default: {
-      const bool big = enc == QOR::UTF16be;
-      auto unit = [&](std::size_t i) { return big ? (p[i] << 8 | p[i + 1]) : (p[i + 1] << 8 | p[i]); };
-      if (n < 2) return 0;
-      const unsigned int a = static_cast<unsigned int>(unit(0));
-      if (a < 0xD800 || a > 0xDFFF) {
-        cp = a;
-        return 2;
-      }
-      if (n < 4) return 0;
-      const unsigned int b = static_cast<unsigned int>(unit(2));
-      if (a > 0xDBFF || b < 0xDC00 || b > 0xDFFF) return 0;
-      cp = 0x10000 + ((a - 0xD800) << 10) + (b - 0xDC00);
-      return 4;
-    }
+    if (n < 4) return 0;
+    const unsigned int b = static_cast<unsigned int>(unit(2));
+    if (a > 0xDBFF || b < 0xDC00 || b > 0xDFFF) return 0;
+    cp = 0x10000 + ((a - 0xD800) << 10) + (b - 0xDC00);
+    return 4;
+  }
   }
 }
 
@@ -182,8 +182,8 @@ Bytes encoded(const Lines& lines, QOR::TextEncoding enc) {
   for (std::wstring line : lines) {
     line += L"\r\n";
     if (enc == QOR::UTF8) {
-      const int n = WideCharToMultiByte(CP_UTF8, 0, line.data(), static_cast<int>(line.size()), nullptr, 0, nullptr,
-                                        nullptr);
+      const int n =
+          WideCharToMultiByte(CP_UTF8, 0, line.data(), static_cast<int>(line.size()), nullptr, 0, nullptr, nullptr);
       Bytes bytes(static_cast<std::size_t>(n), '\0');
       WideCharToMultiByte(CP_UTF8, 0, line.data(), static_cast<int>(line.size()), bytes.data(), n, nullptr, nullptr);
       out += bytes;

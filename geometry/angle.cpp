@@ -17,29 +17,23 @@ double signedDistance(const Angle& a, const Angle& b) {
   return std::atan2(s, c);
 }
 
-} // namespace
+}  // namespace
 
 Angle Angle::degrees(double d) {
   const double r = d * degreesToRadians;
   return Angle(std::cos(r), std::sin(r));
 }
 
-Angle Angle::radians(double r) {
-  return Angle(std::cos(r), std::sin(r));
-}
+Angle Angle::radians(double r) { return Angle(std::cos(r), std::sin(r)); }
 
 Angle Angle::cosSin(double c, double s) {
   const double n = std::sqrt(c * c + s * s);
   return Angle(c / n, s / n);
 }
 
-double Angle::radians() const {
-  return std::atan2(m_sin, m_cos);
-}
+double Angle::radians() const { return std::atan2(m_sin, m_cos); }
 
-double Angle::degrees() const {
-  return std::atan2(m_sin, m_cos) / degreesToRadians;
-}
+double Angle::degrees() const { return std::atan2(m_sin, m_cos) / degreesToRadians; }
 
 Angle Angle::operator*(int n) const {
   const double t = std::atan2(m_sin, m_cos) * static_cast<double>(n);

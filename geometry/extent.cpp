@@ -26,14 +26,10 @@ bool Extent<N>::update(const Extent& oldPart, const Extent& newPart) noexcept {
   for (int k = 0; k < N; ++k) {
     // A bound that newPart does not reach stays; it is still exact unless
     // oldPart was what held it there.
-    if (m_lo[k] >= newPart.m_lo[k])
-      m_lo[k] = newPart.m_lo[k];
-    else if (m_lo[k] >= oldPart.m_lo[k])
-      exact = false;
-    if (newPart.m_hi[k] >= m_hi[k])
-      m_hi[k] = newPart.m_hi[k];
-    else if (oldPart.m_hi[k] >= m_hi[k])
-      exact = false;
+    if (m_lo[k] >= newPart.m_lo[k]) m_lo[k] = newPart.m_lo[k];
+    else if (m_lo[k] >= oldPart.m_lo[k]) exact = false;
+    if (newPart.m_hi[k] >= m_hi[k]) m_hi[k] = newPart.m_hi[k];
+    else if (oldPart.m_hi[k] >= m_hi[k]) exact = false;
   }
   return exact;
 }

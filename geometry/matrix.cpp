@@ -216,8 +216,7 @@ void invert4(const double (*m)[4], double (*result)[4]) {
   unrolled<0, 4>([&](auto i) { b[p[i]].store(result[i]); });
 }
 
-
-} // namespace
+}  // namespace
 
 template <int N>
 Matrix<N> Matrix<N>::inverse() const {

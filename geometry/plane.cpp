@@ -5,11 +5,9 @@
 
 namespace {
 
-Vector<3> fromOrigin(const Point<3>& p) {
-  return p - Point<3>::origin();
-}
+Vector<3> fromOrigin(const Point<3>& p) { return p - Point<3>::origin(); }
 
-} // namespace
+}  // namespace
 
 Plane::Plane(const Point<3>& a, const Point<3>& b, const Point<3>& c)
     : m_p((a[0] + b[0] + c[0]) / 3.0, (a[1] + b[1] + c[1]) / 3.0, (a[2] + b[2] + c[2]) / 3.0) {
@@ -20,9 +18,7 @@ Plane::Plane(const Point<3>& a, const Point<3>& b, const Point<3>& c)
   m_n = (-(cross(a1, b1) + cross(b1, c1) + cross(c1, a1))).unit();
 }
 
-std::wostream& Plane::putOn(std::wostream& os) const {
-  return os << m_n << L'@' << m_p;
-}
+std::wostream& Plane::putOn(std::wostream& os) const { return os << m_n << L'@' << m_p; }
 
 namespace QOR {
 
@@ -60,7 +56,7 @@ Point<3> intersect(const Line<3>& l, const Plane& pl) {
   return l.point() - l.direction() * t;
 }
 
-} // namespace QOR
+}  // namespace QOR
 
 QOR::Line<3> intersect(const Plane& a, const Plane& b) {
   const Vector<3> na = a.normal();

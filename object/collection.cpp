@@ -26,7 +26,7 @@ void CollectionBase::addChunk(std::size_t k) {
     m_chunks[0] = m_inlineChunk;
   } else if (!m_chunks[k]) {
     // A chunk is still there when the push that made it failed to construct.
-    m_chunks[k] = static_cast<unsigned char*>(::operator new(m_chunkLength * m_elementSize));
+    m_chunks[k] = static_cast<unsigned char*>(::operator new(m_chunkLength* m_elementSize));
   }
 }
 

@@ -13,14 +13,12 @@ EVSubscriptionListImp<T>::EVSubscriptionListImp() : m_lock(0) {}
 
 template <class T>
 EVSubscriptionListImp<T>::EVSubscriptionListImp(const EVSubscriptionListImp& other)
-    : QOR::internal::EVFiring<T, typename QOR::internal::EVSignature<T>::type>(other),
-      m_lock(other.m_lock),
+    : QOR::internal::EVFiring<T, typename QOR::internal::EVSignature<T>::type>(other), m_lock(other.m_lock),
       m_subscribers(other.m_subscribers) {}
 
 template <class T>
 EVSubscriptionListImp<T>::EVSubscriptionListImp(EVSubscriptionListImp&& other) noexcept
-    : QOR::internal::EVFiring<T, typename QOR::internal::EVSignature<T>::type>(other),
-      m_lock(other.m_lock),
+    : QOR::internal::EVFiring<T, typename QOR::internal::EVSignature<T>::type>(other), m_lock(other.m_lock),
       m_subscribers(std::move(other.m_subscribers)) {
   other.m_subscribers.clear();  // a moved-from set is only "valid": make it empty
 }

@@ -104,8 +104,8 @@ void forEachComponent(const std::wstring& s, F f) {
 
 // Whether the component [begin, end) of s may be a short name.
 bool mayBeShort(const std::wstring& s, std::size_t begin, std::size_t end) {
-  return std::find(s.begin() + static_cast<std::ptrdiff_t>(begin), s.begin() + static_cast<std::ptrdiff_t>(end), L'~') !=
-         s.begin() + static_cast<std::ptrdiff_t>(end);
+  return std::find(s.begin() + static_cast<std::ptrdiff_t>(begin), s.begin() + static_cast<std::ptrdiff_t>(end),
+                   L'~') != s.begin() + static_cast<std::ptrdiff_t>(end);
 }
 
 // The longest answer GetLongPathNameW could give for name, up to
@@ -275,7 +275,15 @@ std::wstring getLongFilename(const std::wstring& name) {
 bool isFileChar(wchar_t c) {
   if (c < 0x20) return false;
   switch (c) {
-  case L'<': case L'>': case L':': case L'"': case L'/': case L'\\': case L'|': case L'?': case L'*': return false;
+  case L'<':
+  case L'>':
+  case L':':
+  case L'"':
+  case L'/':
+  case L'\\':
+  case L'|':
+  case L'?':
+  case L'*': return false;
   default: return true;
   }
 }

@@ -12,7 +12,7 @@
 #include <utility>
 
 #ifndef LOAD_LIBRARY_SEARCH_SYSTEM32
-#  define LOAD_LIBRARY_SEARCH_SYSTEM32 0x00000800
+#define LOAD_LIBRARY_SEARCH_SYSTEM32 0x00000800
 #endif
 
 // MinGW-w64's werapi.h does not compile on its own; these two are all that
@@ -112,7 +112,8 @@ WindowsMemoryStatus::WindowsMemoryStatus() {
 }
 
 WerRegisteredMemoryBlock::WerRegisteredMemoryBlock(void* address, std::size_t size) {
-  if (size > kWerMaxBlock) throw WinError(L"WerRegisterMemoryBlock", static_cast<unsigned long>(ERROR_INVALID_PARAMETER));
+  if (size > kWerMaxBlock)
+    throw WinError(L"WerRegisterMemoryBlock", static_cast<unsigned long>(ERROR_INVALID_PARAMETER));
   const HRESULT hr = WerRegisterMemoryBlock(address, static_cast<DWORD>(size));
   if (FAILED(hr)) throw WinError(L"WerRegisterMemoryBlock", hr, nullptr);
   // Owned only once registered: a refused block is never unregistered.

@@ -64,8 +64,7 @@ void RegKey::initialize(HKEY root, const std::wstring& rootName, const std::wstr
   HKEY key = nullptr;
   if (create) {
     DWORD disposition = 0;
-    result = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, 0, access | kCreateAccess, nullptr, &key,
-                             &disposition);
+    result = RegCreateKeyExW(root, subKey.c_str(), 0, nullptr, 0, access | kCreateAccess, nullptr, &key, &disposition);
   } else {
     result = RegOpenKeyExW(root, subKey.c_str(), 0, access | kOpenAccess, &key);
   }
@@ -81,19 +80,18 @@ std::wstring RegKey::errorMessage() const {
   std::wstring message = m_name;
   if (m_error == ERROR_SUCCESS) return message;
   QOR::internal::UniqueLocalMemory<wchar_t*> text;
-  const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr,
-                                 static_cast<DWORD>(m_error), MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT),
-                                 reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
+  const DWORD n =
+      FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, static_cast<DWORD>(m_error),
+                     MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
   if (n != 0 && text) message.append(L"\r\n").append(text.get(), n);
   return message;
 }
 
-LONG RegKey::queryText(const std::wstring& valueName, std::vector<wchar_t>& buffer, DWORD& type,
-                       DWORD& bytes) const {
+LONG RegKey::queryText(const std::wstring& valueName, std::vector<wchar_t>& buffer, DWORD& type, DWORD& bytes) const {
   buffer.resize(kFirstChars);
   bytes = kFirstBytes;
-  LONG result = RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, &type,
-                                 reinterpret_cast<BYTE*>(buffer.data()), &bytes);
+  LONG result =
+      RegQueryValueExW(m_key.get(), valueName.c_str(), nullptr, &type, reinterpret_cast<BYTE*>(buffer.data()), &bytes);
   if (result == ERROR_MORE_DATA) {
     // Two spare bytes, rounded up to whole characters: room for a terminator
     // the value may lack.

@@ -16,9 +16,7 @@
 
 namespace {
 
-[[noreturn]] void throwNotAUrl(const std::wstring& url) {
-  throw QOR::QorError(QOR::internal::invalidUrlMessage(url));
-}
+[[noreturn]] void throwNotAUrl(const std::wstring& url) { throw QOR::QorError(QOR::internal::invalidUrlMessage(url)); }
 
 bool isAsciiLetter(wchar_t c) { return (c >= L'A' && c <= L'Z') || (c >= L'a' && c <= L'z'); }
 bool isAsciiDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
@@ -44,11 +42,23 @@ std::size_t decodeUtf8(const std::string& bytes, std::size_t at, unsigned int& v
   const unsigned int lead = b(at);
   std::size_t n;
   unsigned int min;
-  if (lead < 0x80) { value = lead; return 1; }
-  if (lead >= 0xC2 && lead <= 0xDF) { n = 2; min = 0x80; value = lead & 0x1F; }
-  else if (lead >= 0xE0 && lead <= 0xEF) { n = 3; min = 0x800; value = lead & 0x0F; }
-  else if (lead >= 0xF0 && lead <= 0xF4) { n = 4; min = 0x10000; value = lead & 0x07; }
-  else return 0;
+  if (lead < 0x80) {
+    value = lead;
+    return 1;
+  }
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    n = 2;
+    min = 0x80;
+    value = lead & 0x1F;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    n = 3;
+    min = 0x800;
+    value = lead & 0x0F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    n = 4;
+    min = 0x10000;
+    value = lead & 0x07;
+  } else return 0;
   if (at + n > bytes.size()) return 0;
   for (std::size_t i = 1; i < n; ++i) {
     if ((b(at + i) & 0xC0) != 0x80) return 0;
@@ -182,8 +192,8 @@ std::wstring_view trimmed(std::wstring_view s) {
 bool startsWithScheme(std::wstring_view text) {
   if (text.empty() || !isAsciiLetter(text[0])) return false;
   std::size_t i = 1;
-  while (i < text.size() && (isAsciiLetter(text[i]) || isAsciiDigit(text[i]) || text[i] == L'+' || text[i] == L'-' ||
-                             text[i] == L'.'))
+  while (i < text.size() &&
+         (isAsciiLetter(text[i]) || isAsciiDigit(text[i]) || text[i] == L'+' || text[i] == L'-' || text[i] == L'.'))
     ++i;
   return i >= 2 && i < text.size() && text[i] == L':';
 }
@@ -261,7 +271,8 @@ std::wstring canonicalizeUrl(const std::wstring& url) {
     const std::wstring authority = rest.substr(2, end - 2);
     const std::size_t at = authority.rfind(L'@');
     const std::size_t hostStart = at == std::wstring::npos ? 0 : at + 1;
-    out += L"//" + escapeUnsafe(authority.substr(0, hostStart)) + lowerOutsideEscapes(escapeUnsafe(authority.substr(hostStart)));
+    out += L"//" + escapeUnsafe(authority.substr(0, hostStart)) +
+           lowerOutsideEscapes(escapeUnsafe(authority.substr(hostStart)));
     path = rest.substr(end);
   }
   path = escapeUnsafe(path);

@@ -5,13 +5,13 @@
 #include <string>
 
 #if defined(_WIN32)
-#  if defined(QORMSG14_BUILDING)
-#    define QORMSG14_API __declspec(dllexport)
-#  else
-#    define QORMSG14_API __declspec(dllimport)
-#  endif
+#if defined(QORMSG14_BUILDING)
+#define QORMSG14_API __declspec(dllexport)
 #else
-#  define QORMSG14_API
+#define QORMSG14_API __declspec(dllimport)
+#endif
+#else
+#define QORMSG14_API
 #endif
 
 // The printf-style template of message `number`, for the wide stringPrintf:

@@ -46,7 +46,7 @@ constexpr Message catalogue[] = {
     {282, L"%s %s, colour profile \"%s\""},
 };
 
-} // namespace
+}  // namespace
 
 // An unknown number gets a text without any conversion, so that it formats
 // safely whatever arguments its caller passes.

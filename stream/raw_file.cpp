@@ -17,11 +17,9 @@ namespace QOR {
 RawReader::~RawReader() = default;
 RawWriter::~RawWriter() = default;
 
-FILE* fileOpen(const std::wstring& name, const std::wstring& mode) {
-  return _wfopen(name.c_str(), mode.c_str());
-}
+FILE* fileOpen(const std::wstring& name, const std::wstring& mode) { return _wfopen(name.c_str(), mode.c_str()); }
 
-} // namespace QOR
+}  // namespace QOR
 
 namespace {
 
@@ -57,8 +55,7 @@ public:
     requireOpen(RawFileFailure::readOrSeek);
     if (offset != 0 || origin != QOR::seekCurrent) {
       const int whence = origin == QOR::seekBegin ? SEEK_SET : origin == QOR::seekCurrent ? SEEK_CUR : SEEK_END;
-      if (_fseeki64(m_file.get(), offset, whence) == -1)
-        throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
+      if (_fseeki64(m_file.get(), offset, whence) == -1) throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
     }
     const long long position = _ftelli64(m_file.get());
     if (position == -1) throw RawFileError(RawFileFailure::readOrSeek, m_name, errno);
@@ -99,7 +96,7 @@ RawFileImp* openRaw(const std::wstring& name, const wchar_t* mode, RawFileFailur
   return new RawFileImp(name, std::move(file));  // a failed allocation closes it
 }
 
-} // namespace
+}  // namespace
 
 namespace QOR {
 
@@ -109,4 +106,4 @@ RawFileWriter* rawCreate(const std::wstring& name) { return openRaw(name, L"w+b"
 
 RawFileWriter* rawAppend(const std::wstring& name) { return openRaw(name, L"a+b", RawFileFailure::openForWriting); }
 
-} // namespace QOR
+}  // namespace QOR

@@ -70,14 +70,14 @@ private:
   std::unique_ptr<TextWriter> m_inner;
 };
 
-} // namespace
+}  // namespace
 
 TextReaderImp* decodingReader(TextReader& reader) {
   if (auto* file = dynamic_cast<TextFileReaderImp*>(&reader)) return dynamic_cast<TextReaderImp*>(&file->inner());
   return dynamic_cast<TextReaderImp*>(&reader);
 }
 
-} // namespace QOR::detail
+}  // namespace QOR::detail
 
 namespace QOR {
 
@@ -117,4 +117,4 @@ TextWriter* TextWriter::create(const std::wstring& name, TextOpenMode mode, Text
   return new detail::TextFileWriterImp(std::move(file), std::move(inner));
 }
 
-} // namespace QOR
+}  // namespace QOR

@@ -9,10 +9,7 @@
 #include "common/messages.h"
 
 namespace QOR::detail {
-namespace {
-
-
-} // namespace
+namespace {}  // namespace
 
 void TextWriterImp::put(unsigned int cp) {
   if (cp >= 0x110000 || isSurrogate(cp)) fail(cp);
@@ -48,8 +45,7 @@ void TextWriterImp::write(const std::wstring& text) {
       put(0x0D);
       put(0x0A);
       continue;
-    default:
-      break;
+    default: break;
     }
     if (!isSurrogate(u)) {
       put(u);
@@ -82,4 +78,4 @@ void TextWriterImp::fail(unsigned int cp) const {
   throw QorError(internal::unencodableCharacterMessage(code, m_raw.name()));
 }
 
-} // namespace QOR::detail
+}  // namespace QOR::detail

@@ -12,9 +12,7 @@ namespace QOR {
 TextWriter::TextWriter() = default;
 TextWriter::~TextWriter() = default;
 
-TextWriter* TextWriter::create(RawWriter& raw, TextEncoding enc, bool bom) {
-  return detail::makeWriter(raw, enc, bom);
-}
+TextWriter* TextWriter::create(RawWriter& raw, TextEncoding enc, bool bom) { return detail::makeWriter(raw, enc, bom); }
 
 namespace detail {
 
@@ -47,7 +45,7 @@ int toUnits(unsigned int cp, wchar_t units[2]) {
   return 2;
 }
 
-} // namespace
+}  // namespace
 
 // The ANSI code page, refusing any character that would need the default
 // character or a best-fit substitute.
@@ -111,7 +109,7 @@ std::size_t encodeUTF16(unsigned int cp, unsigned char* out, std::size_t room, b
   return static_cast<std::size_t>(n) * 2;
 }
 
-} // namespace
+}  // namespace
 
 std::size_t UTF16leWriterImp::encode(unsigned int cp, unsigned char* out, std::size_t room) {
   return encodeUTF16(cp, out, room, false);
@@ -121,5 +119,5 @@ std::size_t UTF16beWriterImp::encode(unsigned int cp, unsigned char* out, std::s
   return encodeUTF16(cp, out, room, true);
 }
 
-} // namespace detail
-} // namespace QOR
+}  // namespace detail
+}  // namespace QOR

@@ -43,13 +43,11 @@ int toAnsiInto(const wchar_t* s, int n, char* out, int capacity, DWORD& error) {
   return r;
 }
 
-[[noreturn]] void throwPackError(DWORD error) {
-  throw WinError(L"WideCharToMultiByte in packTo", error);
-}
+[[noreturn]] void throwPackError(DWORD error) { throw WinError(L"WideCharToMultiByte in packTo", error); }
 
 const char* const kIllegalBuffer = "illegal buffer to pack wstring";
 
-} // namespace
+}  // namespace
 
 std::wstring getWCS(const char* s, std::size_t n) {
   std::wstring result;
@@ -69,13 +67,9 @@ std::wstring getWCS(const char* s, std::size_t n) {
   return result;
 }
 
-std::wstring getWCS(const char* s) {
-  return s ? getWCS(s, std::char_traits<char>::length(s)) : std::wstring();
-}
+std::wstring getWCS(const char* s) { return s ? getWCS(s, std::char_traits<char>::length(s)) : std::wstring(); }
 
-std::wstring getWCS(const std::string& s) {
-  return getWCS(s.data(), s.size());
-}
+std::wstring getWCS(const std::string& s) { return getWCS(s.data(), s.size()); }
 
 std::string getMBS(const wchar_t* s, std::size_t n) {
   std::string result;
@@ -95,13 +89,9 @@ std::string getMBS(const wchar_t* s, std::size_t n) {
   return result;
 }
 
-std::string getMBS(const wchar_t* s) {
-  return s ? getMBS(s, std::char_traits<wchar_t>::length(s)) : std::string();
-}
+std::string getMBS(const wchar_t* s) { return s ? getMBS(s, std::char_traits<wchar_t>::length(s)) : std::string(); }
 
-std::string getMBS(const std::wstring& s) {
-  return getMBS(s.data(), s.size());
-}
+std::string getMBS(const std::wstring& s) { return getMBS(s.data(), s.size()); }
 
 unsigned int packTo3(const std::wstring& s, char* buf, int size) {
   if (size == 0) throw std::logic_error(kIllegalBuffer);

@@ -30,19 +30,13 @@ std::wstring mapInPlace(const std::wstring& s, wchar_t* (*map)(wchar_t*)) {
   return std::wstring(buf);
 }
 
-} // namespace
+}  // namespace
 
-std::wstring uppercase(const std::wstring& s) {
-  return mapInPlace(s, &_wcsupr);
-}
+std::wstring uppercase(const std::wstring& s) { return mapInPlace(s, &_wcsupr); }
 
-std::wstring lowercase(const std::wstring& s) {
-  return mapInPlace(s, &_wcslwr);
-}
+std::wstring lowercase(const std::wstring& s) { return mapInPlace(s, &_wcslwr); }
 
-wchar_t simpleLowercase(wchar_t c) {
-  return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c;
-}
+wchar_t simpleLowercase(wchar_t c) { return c >= L'A' && c <= L'Z' ? static_cast<wchar_t>(c + 32) : c; }
 
 std::wstring simpleLowercase(const std::wstring& s) {
   std::wstring result(s);
@@ -57,9 +51,7 @@ int collateStrings(const wchar_t* a, const wchar_t* b) {
   return errno != 0 ? 0 : r;
 }
 
-int collateStrings(const std::wstring& a, const std::wstring& b) {
-  return collateStrings(a.c_str(), b.c_str());
-}
+int collateStrings(const std::wstring& a, const std::wstring& b) { return collateStrings(a.c_str(), b.c_str()); }
 
 std::wstring trimwhitespace(const std::wstring& s) {
   // Walk by code point, as CodePointEnumerator pairs units, keeping the unit

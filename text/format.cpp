@@ -28,7 +28,7 @@ int formatInto(wchar_t* buf, std::size_t size, const wchar_t* format, va_list ar
   return r;
 }
 
-} // namespace
+}  // namespace
 
 std::wstring vStringPrintf(const wchar_t* format, va_list args) {
   wchar_t stack[kStackChars];
@@ -61,8 +61,7 @@ std::string stringPrintf(const char* format, ...) {
   return result;
 }
 
-AutoLocale::AutoLocale(int category)
-    : m_category(category), m_previousMode(_configthreadlocale(0)) {
+AutoLocale::AutoLocale(int category) : m_category(category), m_previousMode(_configthreadlocale(0)) {
   // An unknown category has no name; setlocale then fails on both the switch
   // and the restore, and nothing changes.
   const char* name = std::setlocale(category, nullptr);

@@ -6,17 +6,13 @@
 
 namespace {
 
-bool isBlank(wchar_t c) {
-  return c == L' ' || c == L'\t';
-}
+bool isBlank(wchar_t c) { return c == L' ' || c == L'\t'; }
 
-bool isDigit(wchar_t c) {
-  return c >= L'0' && c <= L'9';
-}
+bool isDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
 
 // 10^0 .. 10^17, all exact in a double.
-constexpr double kPowers[18] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
-                                1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
+constexpr double kPowers[18] = {1e0, 1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,
+                                1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15, 1e16, 1e17};
 
 // 10^(16 * 2^i): one factor for each bit of p / 16.
 constexpr double kBigPowers[5] = {1e16, 1e32, 1e64, 1e128, 1e256};
@@ -41,7 +37,7 @@ double scale(double m, int p) {
   return r;
 }
 
-} // namespace
+}  // namespace
 
 bool isLong(long* out, const wchar_t* s, std::size_t n) {
   std::size_t i = 0;

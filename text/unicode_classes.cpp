@@ -9,6 +9,7 @@
 // are stored once; 85 distinct pages serve all 4352 blocks.
 #include <qorcor14/text/codepoint.h>
 
+// clang-format off
 namespace {
 
 // first used for U+0000..U+00FF

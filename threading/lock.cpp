@@ -61,9 +61,9 @@ private:
 }  // namespace
 
 #if defined(_MSC_VER) && !defined(__clang__)
-#  define QOR_NOINLINE __declspec(noinline)
+#define QOR_NOINLINE __declspec(noinline)
 #else
-#  define QOR_NOINLINE [[gnu::noinline]]
+#define QOR_NOINLINE [[gnu::noinline]]
 #endif
 
 namespace {

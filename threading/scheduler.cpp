@@ -41,9 +41,7 @@ SchedulerBase::SchedulerBase(const SchedulerBase&) : SchedulerBase(0) {
   throw NotImplemented(L"SchedulerBase copy constructor");
 }
 
-SchedulerBase& SchedulerBase::operator=(const SchedulerBase&) {
-  throw NotImplemented(L"SchedulerBase operator=()");
-}
+SchedulerBase& SchedulerBase::operator=(const SchedulerBase&) { throw NotImplemented(L"SchedulerBase operator=()"); }
 
 void SchedulerBase::setThreadPriority(int priority) {
   ReadWriteLockExclusive lock(m_lock);

@@ -116,7 +116,7 @@ Extent<N> mapCorners(const Extent<N>& e, const double* shift, const double* m, c
   return r;
 }
 
-} // namespace
+}  // namespace
 
 template <int N>
 Extent<N> AffineTransform<N>::preMultiply(const Extent<N>& e) const {

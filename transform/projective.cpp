@@ -49,10 +49,8 @@ Extent<N> projectExtent(const Matrix<N + 1>& h, const Extent<N>& e) {
   for (unsigned int i = 0; i < (1u << N); ++i) {
     double w;
     const Point<N> q = project<N>(h, e.corner(i), w);
-    if (w < 0)
-      front += q;
-    else
-      behind += q;
+    if (w < 0) front += q;
+    else behind += q;
   }
   if (front.degenerate()) return Extent<N>();
   if (behind.degenerate()) return front;
@@ -70,7 +68,7 @@ Extent<N> projectExtent(const Matrix<N + 1>& h, const Extent<N>& e) {
   return front;
 }
 
-} // namespace
+}  // namespace
 
 template <int N>
 const Matrix<N + 1> PerspectiveTransform<N>::m_unitTrn = unitProjection<N>();

@@ -112,9 +112,7 @@ Point<N> CompoundTransform<N>::preDivide(const Point<N>& p) const {
 
 // ---- SlicedTransform<N> ----
 
-SlicedTransform<1>::~SlicedTransform() {
-  delete m_wrapped;
-}
+SlicedTransform<1>::~SlicedTransform() { delete m_wrapped; }
 
 template <int N>
 SlicedTransform<N>::~SlicedTransform() {
@@ -144,17 +142,11 @@ std::wostream& SlicedTransform<N>::putOn(std::wostream& os) const {
 
 namespace {
 
-Point<3> lift(const Point<2>& p) {
-  return Point<3>(p[0], p[1], 0);
-}
+Point<3> lift(const Point<2>& p) { return Point<3>(p[0], p[1], 0); }
 
-Point<2> drop(const Point<3>& p) {
-  return Point<2>(p[0], p[1]);
-}
+Point<2> drop(const Point<3>& p) { return Point<2>(p[0], p[1]); }
 
-Extent<3> lift(const Extent<2>& e) {
-  return Extent<3>(lift(e.lo()), lift(e.hi()));
-}
+Extent<3> lift(const Extent<2>& e) { return Extent<3>(lift(e.lo()), lift(e.hi())); }
 
 // The spatial image's x and y ranges, or the canonical empty extent when it
 // is empty on any of its three axes (z included).
@@ -163,7 +155,7 @@ Extent<2> drop(const Extent<3>& e) {
   return Extent<2>(drop(e.lo()), drop(e.hi()));
 }
 
-} // namespace
+}  // namespace
 
 template <int N>
 Extent<N> SlicedTransform<N>::preMultiply(const Extent<N>& e) const {

@@ -24,13 +24,11 @@ AffineTransform<N>* composeAffine(const UniformTransform<N>& a, const AffineTran
   return r.release();
 }
 
-} // namespace
+}  // namespace
 
 // ---- UniformTransform<2> ----
 
-UniformTransform<2> UniformTransform<2>::translation(const Vector<2>& t) {
-  return UniformTransform(Matrix<2>(), t);
-}
+UniformTransform<2> UniformTransform<2>::translation(const Vector<2>& t) { return UniformTransform(Matrix<2>(), t); }
 
 UniformTransform<2> UniformTransform<2>::scale(double s) {
   const double rows[2][2] = {{s, 0}, {0, s}};
@@ -73,17 +71,11 @@ UniformTransform<2> UniformTransform<2>::inverse() const {
   return UniformTransform(inv, -Vector<2>(getVector(), inv));
 }
 
-UniformTransform<2>* UniformTransform<2>::clone() const {
-  return new UniformTransform(*this);
-}
+UniformTransform<2>* UniformTransform<2>::clone() const { return new UniformTransform(*this); }
 
-Transform<2>* UniformTransform<2>::pInverse() const {
-  return new UniformTransform(inverse());
-}
+Transform<2>* UniformTransform<2>::pInverse() const { return new UniformTransform(inverse()); }
 
-Transform<2>* UniformTransform<2>::composeWith(const Transform<2>& other) const {
-  return composeAny(other);
-}
+Transform<2>* UniformTransform<2>::composeWith(const Transform<2>& other) const { return composeAny(other); }
 
 AffineTransform<2>* UniformTransform<2>::composeWith(const AffineTransform<2>& other) const {
   return composeAffine(*this, other);
@@ -95,9 +87,7 @@ std::wostream& UniformTransform<2>::putOn(std::wostream& os) const {
 
 // ---- UniformTransform<3> ----
 
-UniformTransform<3> UniformTransform<3>::translation(const Vector<3>& t) {
-  return UniformTransform(Matrix<3>(), t);
-}
+UniformTransform<3> UniformTransform<3>::translation(const Vector<3>& t) { return UniformTransform(Matrix<3>(), t); }
 
 UniformTransform<3> UniformTransform<3>::scale(double s) {
   const double rows[3][3] = {{s, 0, 0}, {0, s, 0}, {0, 0, s}};
@@ -108,10 +98,9 @@ UniformTransform<3> UniformTransform<3>::rotation(const Angle& a, const Vector<3
   const Vector<3> u = axis / axis.length();
   const double ux = u[0], uy = u[1], uz = u[2];
   const double c = a.cos(), s = a.sin(), k = 1 - c;
-  const double rows[3][3] = {
-      {(1 - ux * ux) * c + ux * ux, uz * s + ux * uy * k, ux * uz * k - uy * s},
-      {ux * uy * k - uz * s, (1 - uy * uy) * c + uy * uy, ux * s + uy * uz * k},
-      {uy * s + ux * uz * k, uy * uz * k - ux * s, (1 - uz * uz) * c + uz * uz}};
+  const double rows[3][3] = {{(1 - ux * ux) * c + ux * ux, uz * s + ux * uy * k, ux * uz * k - uy * s},
+                             {ux * uy * k - uz * s, (1 - uy * uy) * c + uy * uy, ux * s + uy * uz * k},
+                             {uy * s + ux * uz * k, uy * uz * k - ux * s, (1 - uz * uz) * c + uz * uz}};
   return UniformTransform(rows);
 }
 
@@ -130,7 +119,7 @@ void rowsOf(const Vector<3>& a, const Vector<3>& b, const Vector<3>& c, double (
   c.packToPod(rows[2]);
 }
 
-} // namespace
+}  // namespace
 
 UniformTransform<3> UniformTransform<3>::xyAxes(const Vector<3>& x, const Vector<3>& y) {
   Vector<3> u, w;
@@ -170,9 +159,7 @@ UniformTransform<3> UniformTransform<3>::createFromPod(const double (&rows)[4][3
   return UniformTransform(Matrix<3>(rows), Vector<3>(rows[3]));
 }
 
-Angle UniformTransform<3>::rotation(Vector<3>&) const {
-  throw QOR::NotImplemented(L"UniformTransform<3>::rotation");
-}
+Angle UniformTransform<3>::rotation(Vector<3>&) const { throw QOR::NotImplemented(L"UniformTransform<3>::rotation"); }
 
 double UniformTransform<3>::scale() const {
   const Matrix<3>& m = getMatrix();
@@ -189,17 +176,11 @@ UniformTransform<3> UniformTransform<3>::inverse() const {
   return UniformTransform(inv, -Vector<3>(getVector(), inv));
 }
 
-UniformTransform<3>* UniformTransform<3>::clone() const {
-  return new UniformTransform(*this);
-}
+UniformTransform<3>* UniformTransform<3>::clone() const { return new UniformTransform(*this); }
 
-Transform<3>* UniformTransform<3>::pInverse() const {
-  return new UniformTransform(inverse());
-}
+Transform<3>* UniformTransform<3>::pInverse() const { return new UniformTransform(inverse()); }
 
-Transform<3>* UniformTransform<3>::composeWith(const Transform<3>& other) const {
-  return composeAny(other);
-}
+Transform<3>* UniformTransform<3>::composeWith(const Transform<3>& other) const { return composeAny(other); }
 
 AffineTransform<3>* UniformTransform<3>::composeWith(const AffineTransform<3>& other) const {
   return composeAffine(*this, other);

@@ -48,4 +48,4 @@ private:
   internal::UniqueHandle m_handle;
 };
 
-} // namespace QOR::internal
+}  // namespace QOR::internal

@@ -34,19 +34,19 @@
 #pragma once
 
 #if defined(_WIN32)
-#  if defined(QORCOR14_BUILDING)
-#    define QORCOR14_API __declspec(dllexport)
-#  else
-#    define QORCOR14_API __declspec(dllimport)
-#  endif
+#if defined(QORCOR14_BUILDING)
+#define QORCOR14_API __declspec(dllexport)
 #else
-#  define QORCOR14_API
+#define QORCOR14_API __declspec(dllimport)
+#endif
+#else
+#define QORCOR14_API
 #endif
 
 #if defined(_MSC_VER) || defined(QORCOR14_BUILDING)
-#  define QORCOR14_EXTERN_TEMPLATE(...) extern template class __VA_ARGS__;
+#define QORCOR14_EXTERN_TEMPLATE(...) extern template class __VA_ARGS__;
 #else
-#  define QORCOR14_EXTERN_TEMPLATE(...)
+#define QORCOR14_EXTERN_TEMPLATE(...)
 #endif
 
 // Declares that the DLL instantiates a static data member of an exported

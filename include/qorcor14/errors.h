@@ -104,7 +104,7 @@ private:
   std::wstring m_wide;
 };
 
-} // namespace QOR
+}  // namespace QOR
 
 // An operating-system or COM failure, with the system's (or the COM object's)
 // text for the code, optionally followed by " calling " and the name of the

@@ -54,8 +54,9 @@ TEST(FlatArcAccuracy, SplitMatchesThePointOnTheCircleAtTheSplitAngle) {
       double out[6];
       split(t, b, out);
       const std::array<arcref::Real, 6> want = arcref::split(t, b);
-      const arcref::Real scale[6] = {std::fabs(want[0]) * big + 1e-300, std::fabs(b) / 2 + radius,
-                                     std::fabs(want[2]) + radius + 1e-300, 1, 1, std::fabs(want[5]) * big + 1e-300};
+      const arcref::Real scale[6] = {
+          std::fabs(want[0]) * big + 1e-300, std::fabs(b) / 2 + radius, std::fabs(want[2]) + radius + 1e-300, 1, 1,
+          std::fabs(want[5]) * big + 1e-300};
       for (int i = 0; i < 6; ++i) EXPECT_LE(std::fabs(out[i] - want[i]) / scale[i], (i == 1 ? 96 : 3) * kEps) << i;
       if (t == 0) {
         EXPECT_EQ(out[0], out[5]);
@@ -80,7 +81,8 @@ TEST(FlatArcBranches, EverySwitchIsContinuousAcrossOneUlp) {
   const struct {
     double (*f)(double);
     double limit, ulps;
-  } switches[] = {{QORArcLength, 1e-6, 4}, {QORArcLength, 25, 4}, {QORArcSegmentArea, 0.04, 8}, {QORArcSegmentCoG, 0.125, 16}};
+  } switches[] = {
+      {QORArcLength, 1e-6, 4}, {QORArcLength, 25, 4}, {QORArcSegmentArea, 0.04, 8}, {QORArcSegmentCoG, 0.125, 16}};
   for (const auto& s : switches) {
     const auto [below, above] = crossing(s.limit, false);
     EXPECT_LE(std::fabs(s.f(above) - s.f(below)) / std::fabs(s.f(below)), s.ulps * kEps) << "b2 = " << s.limit;
@@ -93,7 +95,8 @@ TEST(FlatArcBranches, EverySwitchIsContinuousAcrossOneUlp) {
       split(t, below, lo);
       split(t, above, hi);
       for (int i = 0; i < 6; ++i)
-        EXPECT_LE(std::fabs(hi[i] - lo[i]) / scale[i], 128 * kEps) << "b2 = " << limit << ", t " << t << ", output " << i;
+        EXPECT_LE(std::fabs(hi[i] - lo[i]) / scale[i], 128 * kEps)
+            << "b2 = " << limit << ", t " << t << ", output " << i;
     }
   }
 }

@@ -63,7 +63,7 @@ TEST(PlanarArc, StraightArcAnswersEverythingButCentreAndRadius) {
   Point<2> p;
   Vector<2> d;
   for (const auto& [s, within, x, y] : {std::tuple(0.0, true, 1.0, 1.0), std::tuple(5.0, true, 4.0, 5.0),
-                                         std::tuple(-5.0, false, -2.0, -3.0), std::tuple(10.0, false, 7.0, 9.0)}) {
+                                        std::tuple(-5.0, false, -2.0, -3.0), std::tuple(10.0, false, 7.0, 9.0)}) {
     EXPECT_EQ(a.measureOff(s, p, d), within) << s;
     EXPECT_EQ(p, Point<2>(x, y)) << s;
     EXPECT_EQ(d, Vector<2>(0.6, 0.8)) << s;

@@ -51,9 +51,9 @@ inline Real area(Real b) { return thetaMinusSin(b) / (8 * half(b).sh * half(b).s
 // 9/2 sin h + 1/2 sin 3h - 6 h cos h, whose series starts at h^5.
 inline Real cog(Real b) {
   const Half a = half(b);
-  const Real numerator =
-      std::fabs(a.h) > 1 ? 4 * a.sh * a.sh * a.sh - 6 * a.h * a.ch + 6 * a.sh * a.ch * a.ch
-                         : oddSeries(a.h, [](int n) { return (9 + std::pow(Real(3), n)) / 2 - 6 * n; });
+  const Real numerator = std::fabs(a.h) > 1
+                             ? 4 * a.sh * a.sh * a.sh - 6 * a.h * a.ch + 6 * a.sh * a.ch * a.ch
+                             : oddSeries(a.h, [](int n) { return (9 + std::pow(Real(3), n)) / 2 - 6 * n; });
   return numerator / (6 * a.sh * thetaMinusSin(b));
 }
 
@@ -65,9 +65,12 @@ inline Real cog(Real b) {
 inline std::array<Real, 6> split(Real t, Real b) {
   const Half a = half(b);
   const Real R = 1 / (2 * a.sh), alpha = t * a.h;
-  return {std::tan((alpha + a.h) / 4), 2 * R * std::sin((a.h + alpha) / 2) * std::sin((a.h - alpha) / 2),
-          R * std::sin(alpha),         -std::sin(alpha),
-          std::cos(alpha),             std::tan((a.h - alpha) / 4)};
+  return {std::tan((alpha + a.h) / 4),
+          2 * R * std::sin((a.h + alpha) / 2) * std::sin((a.h - alpha) / 2),
+          R * std::sin(alpha),
+          -std::sin(alpha),
+          std::cos(alpha),
+          std::tan((a.h - alpha) / 4)};
 }
 
 }  // namespace arcref

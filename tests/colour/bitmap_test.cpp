@@ -40,9 +40,15 @@ protected:
 };
 
 TEST(DIBitmapLayout, HeadersTableAndBitsSitWhereTheFileFormatPutsThem) {
-  struct Case { unsigned width; int height; unsigned short bits; unsigned colours; unsigned stride, bitsSize; };
+  struct Case {
+    unsigned width;
+    int height;
+    unsigned short bits;
+    unsigned colours;
+    unsigned stride, bitsSize;
+  };
   const Case cases[] = {
-      {3, 2, 24, 0, 12, 24}, {1, -5, 1, 2, 4, 20}, {33, 3, 1, 2, 8, 24},
+      {3, 2, 24, 0, 12, 24},  {1, -5, 1, 2, 4, 20},   {33, 3, 1, 2, 8, 24},
       {5, -1, 16, 0, 12, 12}, {7, 4, 32, 0, 28, 112}, {0, 9, 24, 0, 0, 0},
   };
   for (const Case& k : cases) {
@@ -95,11 +101,17 @@ TEST(DIBitmapLayout, LargeBlocksComeFromVirtualAllocAndCopiesFollow) {
 // that does not fit 32 bits is refused instead of wrapping. The largest
 // blocks that fit (0xFFFFFFFC bytes) are committed but never touched.
 TEST(DIBitmapLayout, SizesPastThirtyTwoBitsAreRefused) {
-  struct Case { unsigned width; int height; unsigned short bits; unsigned colours; bool fits; };
+  struct Case {
+    unsigned width;
+    int height;
+    unsigned short bits;
+    unsigned colours;
+    bool fits;
+  };
   const Case cases[] = {
-      {0, 0, 8, 0x3FFFFFF1, true},   {0, 0, 8, 0x3FFFFFF2, false},     {0, 0, 8, 0x40000000, false},
-      {4, -0x3FFFFFF1, 8, 0, true},  {4, -0x3FFFFFF2, 8, 0, false},    {4, INT_MIN, 8, 0, false},
-      {40000, 40000, 24, 0, false},  {0x7FFFFFF, 0, 32, 0, true},      {0x8000000, 0, 32, 0, false},
+      {0, 0, 8, 0x3FFFFFF1, true},  {0, 0, 8, 0x3FFFFFF2, false},  {0, 0, 8, 0x40000000, false},
+      {4, -0x3FFFFFF1, 8, 0, true}, {4, -0x3FFFFFF2, 8, 0, false}, {4, INT_MIN, 8, 0, false},
+      {40000, 40000, 24, 0, false}, {0x7FFFFFF, 0, 32, 0, true},   {0x8000000, 0, 32, 0, false},
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(testing::Message() << k.width << 'x' << k.height << 'x' << k.bits << '/' << k.colours);
@@ -153,12 +165,16 @@ TEST_F(BitmapFiles, LayoutIsCheckedAgainstTheFile) {
   const auto valid = fileOf(2, 2, 24, 0);  // 70 bytes, 16 of them bits
   std::vector<unsigned char> grown = valid;
   grown.push_back(0);
-  const auto twoColours = fileOf(5, 0, 8, 2);                                // table ends at the file's end
+  const auto twoColours = fileOf(5, 0, 8, 2);                                         // table ends at the file's end
   const auto masks = patched(patched(fileOf(1, 0, 32, 3), 30, BI_BITFIELDS), 46, 0);  // masks end at the file's end
   const char* const bitsOutside = "bitmap bits lie outside the file";
   const char* const tableOutside = "bitmap colour table lies outside the file";
   const char* const unsupported = "bitmap header is not supported";
-  struct Case { const char* name; std::vector<unsigned char> data; const char* error; };
+  struct Case {
+    const char* name;
+    std::vector<unsigned char> data;
+    const char* error;
+  };
   const Case cases[] = {
       {"empty", {}, "bitmap file too short"},
       {"headers cut", cut(valid, 53), "bitmap file too short"},
@@ -256,4 +272,4 @@ TEST_F(BitmapFiles, PillowRoundTrip) {
   }
 }
 
-} // namespace
+}  // namespace

@@ -12,7 +12,9 @@ namespace {
 
 // The textbook closed forms (chroma and the "k = (n + H/60) mod 6" ramps),
 // written independently of the library's sector table.
-struct Rgb { double r, g, b; };
+struct Rgb {
+  double r, g, b;
+};
 
 double wrap360(double h) { return std::fmod(std::fmod(h, 360.0) + 360.0, 360.0); }
 
@@ -53,13 +55,18 @@ void expectRgb(const Colour& c, const Rgb& want, double tol) {
 }
 
 TEST(ColourModels, SpecialColoursHaveTheirHueTiesAndGreys) {
-  struct Case { Rgb in; double hue, sHsv, v, l, sHls; };
+  struct Case {
+    Rgb in;
+    double hue, sHsv, v, l, sHls;
+  };
   const Case cases[] = {
-      {{1, 0, 0}, 0, 1, 1, 0.5, 1},       {{0.5, 0.5, 0.5}, 0, 0, 0.5, 0.5, 0},
-      {{0, 0, 0}, 0, 0, 0, 0, 0},         {{1, 1, 1}, 0, 0, 1, 1, 0},
-      {{1, 1, 0}, 60, 1, 1, 0.5, 1},      // red and green tie: red's formula
-      {{0, 1, 1}, 180, 1, 1, 0.5, 1},     // green and blue tie: green's formula
-      {{1, 0, 1}, -60, 1, 1, 0.5, 1},     // red and blue tie: red's formula, negative
+      {{1, 0, 0}, 0, 1, 1, 0.5, 1},
+      {{0.5, 0.5, 0.5}, 0, 0, 0.5, 0.5, 0},
+      {{0, 0, 0}, 0, 0, 0, 0, 0},
+      {{1, 1, 1}, 0, 0, 1, 1, 0},
+      {{1, 1, 0}, 60, 1, 1, 0.5, 1},   // red and green tie: red's formula
+      {{0, 1, 1}, 180, 1, 1, 0.5, 1},  // green and blue tie: green's formula
+      {{1, 0, 1}, -60, 1, 1, 0.5, 1},  // red and blue tie: red's formula, negative
       {{0, 0, 0.25}, -120, 1, 0.25, 0.125, 1},
   };
   for (const Case& k : cases) {
@@ -137,15 +144,20 @@ TEST(ColourPacking, BytesWordsAndTheirSpill) {
   expectRgb(a, {1, 128 / 255.0, 0}, 0);
   EXPECT_EQ(a.colorref(), 33023u);
 
-  struct Case { Rgb in; unsigned long ref; unsigned dib16; unsigned char dib24[3]; };
+  struct Case {
+    Rgb in;
+    unsigned long ref;
+    unsigned dib16;
+    unsigned char dib24[3];
+  };
   const Case cases[] = {
       {{1, 0, 0}, 0xFF, 0x7C00, {0, 0, 255}},
       {{1, 1, 1}, 0xFFFFFF, 0x7FFF, {255, 255, 255}},
-      {{1.002, 0, 0}, 0x100, 0x7C00, {0, 0, 0}},           // 256 spills into green
-      {{0, 1.05, 0}, 0x10C00, 0x0420, {0, 12, 0}},          // 268; 33 in 5 bits reaches red
-      {{-0.002, 0, 0}, 0xFFFFFFFF, 0x0000, {0, 0, 255}},    // -1 sets every bit
-      {{0.5, 0, 0}, 0x80, 0x4000, {0, 0, 128}},             // 127.5 and 15.5 round up
-      {{-0.5, 0, 0}, 0xFFFFFF80, 0xC000, {0, 0, 128}},      // -128; -16 & 255 overflows bit 15
+      {{1.002, 0, 0}, 0x100, 0x7C00, {0, 0, 0}},          // 256 spills into green
+      {{0, 1.05, 0}, 0x10C00, 0x0420, {0, 12, 0}},        // 268; 33 in 5 bits reaches red
+      {{-0.002, 0, 0}, 0xFFFFFFFF, 0x0000, {0, 0, 255}},  // -1 sets every bit
+      {{0.5, 0, 0}, 0x80, 0x4000, {0, 0, 128}},           // 127.5 and 15.5 round up
+      {{-0.5, 0, 0}, 0xFFFFFF80, 0xC000, {0, 0, 128}},    // -128; -16 & 255 overflows bit 15
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(testing::Message() << k.in.r << ' ' << k.in.g << ' ' << k.in.b);
@@ -187,9 +199,9 @@ TEST(ColourPacking, RoundTripsAndGammaTables) {
 
 TEST(ColourText, WritesRgbaWithTheStreamsFormatting) {
   std::wostringstream os;
-  os << Colour() << L' ' << Colour::hsva(Angle::degrees(0), 1, 1, 0.25) << L' '
-     << std::fixed << std::setprecision(1) << Colour::rgb(0.25, 1, 0);
+  os << Colour() << L' ' << Colour::hsva(Angle::degrees(0), 1, 1, 0.25) << L' ' << std::fixed << std::setprecision(1)
+     << Colour::rgb(0.25, 1, 0);
   EXPECT_EQ(os.str(), L"Colour::rgba(0,0,0,1) Colour::rgba(1,0,0,0.25) Colour::rgba(0.2,1.0,0.0,1.0)");
 }
 
-} // namespace
+}  // namespace

@@ -210,9 +210,14 @@ std::vector<unsigned char> descWithTail(int count, std::initializer_list<int> as
 TEST(ColourProfile, HandMadeTextTagsFollowTheBoundsRules) {
   const std::string tooShort = "ICC data too short", wrongType = "desc/mluc element not found in ICC data";
   // mluc: type, reserved, 1 record of 12 bytes: "en" "US", length 4, offset 28, then "Hi" in UTF-16BE.
-  const auto mlucHi = bytes({'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 12, 'e', 'n', 'U', 'S',
-                             0, 0, 0, 4, 0, 0, 0, 28, 0, 'H', 0, 'i'});
-  struct Case { const char* name; std::vector<unsigned char> desc; std::string error; std::wstring text; };
+  const auto mlucHi = bytes({'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 1,  0, 0,   0, 12,
+                             'e', 'n', 'U', 'S', 0, 0, 0, 4, 0, 0, 0, 28, 0, 'H', 0, 'i'});
+  struct Case {
+    const char* name;
+    std::vector<unsigned char> desc;
+    std::string error;
+    std::wstring text;
+  };
   const Case cases[] = {
       {"desc of eight bytes", bytes({'d', 'e', 's', 'c', 0, 0, 0, 0}), tooShort, L""},
       {"three bytes", bytes({'d', 'e', 's'}), tooShort, L""},
@@ -223,15 +228,17 @@ TEST(ColourProfile, HandMadeTextTagsFollowTheBoundsRules) {
       {"desc count past the end", bytes({'d', 'e', 's', 'c', 0, 0, 0, 0, 0, 0, 1, 0, 'A', 'B'}), "", L"AB"},
       {"mluc first record", mlucHi, "", L"Hi"},
       {"mluc no records", bytes({'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 0}), "", L""},
-      {"mluc cut before the offset", bytes({'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 12, 'e', 'n',
-                                            'U', 'S', 0, 0, 0, 4, 0, 0}), tooShort, L""},
+      {"mluc cut before the offset",
+       bytes({'m', 'l', 'u', 'c', 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 12, 'e', 'n', 'U', 'S', 0, 0, 0, 4, 0, 0}), tooShort,
+       L""},
   };
   for (const Case& k : cases) {
     SCOPED_TRACE(k.name);
     const auto data = makeProfile({{"desc", k.desc}});
     if (!k.error.empty()) {
-      EXPECT_EQ(logicErrorOf([&] { (void)ColourProfile::create(ColourProfileId::userDefined, data.data(), data.size()); }),
-                k.error);
+      EXPECT_EQ(
+          logicErrorOf([&] { (void)ColourProfile::create(ColourProfileId::userDefined, data.data(), data.size()); }),
+          k.error);
       continue;
     }
     const auto p = ColourProfile::create(ColourProfileId::userDefined, data.data(), data.size());
@@ -245,7 +252,8 @@ TEST(ColourProfile, HandMadeTextTagsFollowTheBoundsRules) {
   // The manufacturer's tag is read before the description: its failure ends
   // construction even though the description is well formed.
   const auto badMaker = makeProfile({{"dmnd", bytes({'x', 'y', 'z', ' ', 0, 0, 0, 0})}, {"desc", mlucHi}});
-  EXPECT_EQ(logicErrorOf([&] { (void)ColourProfile::create(ColourProfileId::userDefined, badMaker.data(), badMaker.size()); }),
+  EXPECT_EQ(logicErrorOf(
+                [&] { (void)ColourProfile::create(ColourProfileId::userDefined, badMaker.data(), badMaker.size()); }),
             wrongType);
 }
 
@@ -254,8 +262,8 @@ TEST(ColourTransform, TranslatesSrgbIntoAdobeRgb) {
   if (!adobe) GTEST_SKIP() << "colord-data is not installed";
   const auto srgb = ColourProfile::create(ColourProfileId::sRGB);
   const auto target = ColourProfile::createFromFile(adobe->path);
-  for (auto intent : {RenderingIntent::perceptual, RenderingIntent::relativeColorimetric,
-                      RenderingIntent::saturation, RenderingIntent::absoluteColorimetric}) {
+  for (auto intent : {RenderingIntent::perceptual, RenderingIntent::relativeColorimetric, RenderingIntent::saturation,
+                      RenderingIntent::absoluteColorimetric}) {
     SCOPED_TRACE(static_cast<int>(intent));
     const auto t = ColourTransform::create(intent, *srgb, *target);
     ASSERT_NE(t->handle(), nullptr);
@@ -278,11 +286,12 @@ TEST(ColourTransform, TranslatesSrgbIntoAdobeRgb) {
 TEST(ColourTransform, LongerChainsFailUnderWineNamingTheCall) {
   const auto srgb = ColourProfile::create(ColourProfileId::sRGB);
   const std::wstring call = L" calling CreateMultiProfileTransform";
-  EXPECT_TRUE(winErrorOf([&] { (void)ColourTransform::create(RenderingIntent::perceptual, *srgb, *srgb, *srgb); })
-                  .ends_with(call));
+  EXPECT_TRUE(winErrorOf([&] {
+                (void)ColourTransform::create(RenderingIntent::perceptual, *srgb, *srgb, *srgb);
+              }).ends_with(call));
   EXPECT_TRUE(winErrorOf([&] {
                 (void)ColourTransform::create(RenderingIntent::perceptual, *srgb, *srgb, *srgb, *srgb);
               }).ends_with(call));
 }
 
-} // namespace
+}  // namespace

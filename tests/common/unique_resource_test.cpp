@@ -33,6 +33,7 @@ struct Case {
 };
 
 TEST(UniqueResource, EachOwnedValueClosesOnceOnEveryPath) {
+  // clang-format off
   const Case cases[] = {
       {"empty owner", [] { Owner a; }, {}},
       {"destructor", [] { Owner a(1); }, {1}},
@@ -48,6 +49,7 @@ TEST(UniqueResource, EachOwnedValueClosesOnceOnEveryPath) {
        [] { Owner a(1); *a.put() = 2; EXPECT_TRUE(a); }, {1, 2}},
       {"zero is a value like any other", [] { Owner a(0); EXPECT_TRUE(a); }, {0}},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     closed.clear();

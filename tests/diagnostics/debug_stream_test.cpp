@@ -69,8 +69,9 @@ std::string fromUtf16le(const std::string& bytes) {
 
 const std::string kBOM16 = "\xFF\xFE", kBOM8 = "\xEF\xBB\xBF";
 // The banner line: _wctime64's "Mon Nov 23 04:40:00 2026\n" after "created at ".
-const std::string kBanner = "Moravetrix debug file created at [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
-                            "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\r\n";
+const std::string kBanner =
+    "Moravetrix debug file created at [A-Z][a-z]{2} [A-Z][a-z]{2} [ 0-9][0-9] "
+    "[0-9]{2}:[0-9]{2}:[0-9]{2} [0-9]{4}\r\n";
 // What the helper's write case adds after it.
 const std::string kLines = "line one\r\n0.333333333333333\r\n";
 
@@ -139,7 +140,8 @@ TEST_F(DebugStreamProcess, TemplateTakesTheFirstFreeNumberInUtf16) {
   // Only the first "#" is replaced; without one the file variable decides.
   expectWrite({{L"QORDEBUGPRINTTEMPLATE", m_dir + L"a#b#.txt"}});
   expectWrite({{L"QORDEBUGPRINTTEMPLATE", m_dir + L"plain.txt"}, {L"QORDEBUGPRINTFILE", m_dir + L"f.txt"}});
-  EXPECT_EQ(files(), (std::set<std::wstring>{L"log0.txt", L"log1.txt", L"log2.txt", L"log3.txt", L"a0b#.txt", L"f.txt"}));
+  EXPECT_EQ(files(),
+            (std::set<std::wstring>{L"log0.txt", L"log1.txt", L"log2.txt", L"log3.txt", L"a0b#.txt", L"f.txt"}));
 }
 
 TEST_F(DebugStreamProcess, FileVariableStartsUtf8AndAppends) {
@@ -184,8 +186,14 @@ TEST_F(DebugStreamProcess, SerialisedLinesFromManyThreadsArriveWhole) {
 // and characters the file's encoding lacks, are dropped alone.
 TEST_F(DebugStreamProcess, EveryCharacterTheFileCanHoldArrives) {
   std::wstring want;
-  for (std::size_t before = 509; before <= 513; ++before) want += std::wstring(before, L'a') + L"\U0001F600" L"b\r\n";
-  want += L"\U0001F600" L"c\r\nxy\r\n\u0F40" + std::wstring(600, L'z') + L"\r\n";
+  for (std::size_t before = 509; before <= 513; ++before)
+    want += std::wstring(before, L'a') +
+            L"\U0001F600"
+            L"b\r\n";
+  want +=
+      L"\U0001F600"
+      L"c\r\nxy\r\n\u0F40" +
+      std::wstring(600, L'z') + L"\r\n";
   // What follows the first line end (the banner's).
   auto body = [](const std::string& bytes, const std::string& lineEnd) {
     const std::size_t banner = bytes.find(lineEnd);

@@ -63,7 +63,12 @@ TEST(ErrorSetup, ReplacesBothTextsAndAcceptsItsOwnText) {
 TEST(ErrorNarrowText, IsTheMessageInTheAnsiCodePage) {
   const UINT acp = GetACP();
   std::vector<std::pair<const wchar_t*, const char*>> cases;
-  if (acp == 1252) cases = {{L"Gr\u00fc\u00dfe \u20ac5", "Gr\xfc\xdf" "e \x80" "5"}, {L"\u65e5", "?"}};
+  if (acp == 1252)
+    cases = {{L"Gr\u00fc\u00dfe \u20ac5",
+              "Gr\xfc\xdf"
+              "e \x80"
+              "5"},
+             {L"\u65e5", "?"}};
   else if (acp == 932) cases = {{L"\u65e5\u672c\u8a9e", "\x93\xfa\x96\x7b\x8c\xea"}, {L"\uff71x", "\xb1x"}};
   else if (acp == 1251) cases = {{L"\u041f\u0440\u0438\u0432\u0435\u0442", "\xcf\xf0\xe8\xe2\xe5\xf2"}};
   else GTEST_SKIP() << "no expectations for code page " << acp;
@@ -194,4 +199,4 @@ TEST(ThrowIntCast, ThrowsAQorErrorWithTheFixedText) {
   }
 }
 
-} // namespace
+}  // namespace

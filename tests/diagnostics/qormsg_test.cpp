@@ -23,9 +23,9 @@ const struct CallSite {
   unsigned int number;
   std::vector<std::wstring> takes;
 } callSites[] = {
-    {218, {L"s"}},       {248, {L"s"}},       {249, {L"s", L"hs"}}, {250, {L"s", L"hs"}},
+    {218, {L"s"}},        {248, {L"s"}},        {249, {L"s", L"hs"}}, {250, {L"s", L"hs"}},
     {251, {L"s", L"hs"}}, {252, {L"s", L"hs"}}, {253, {L"s", L"hs"}}, {254, {L"s", L"s"}},
-    {271, {L"s"}},       {278, {L"s"}},       {280, {L"s"}},       {282, {L"s", L"s", L"s"}},
+    {271, {L"s"}},        {278, {L"s"}},        {280, {L"s"}},        {282, {L"s", L"s", L"s"}},
 };
 
 TEST(MessageCatalogue, EveryTemplateTakesExactlyItsCallersArguments) {

@@ -56,8 +56,8 @@ TEST(AngleTolerance, SeamIsCrossedTheShortWayAndTheBoundIsStrict) {
 
 TEST(AngleText, WritesDegreesWithTheStreamsFormatting) {
   std::wostringstream os;
-  os << Angle() << L' ' << Angle::degrees(12.345678) << L' ' << std::setprecision(3)
-     << Angle::degrees(12.345678) << L' ' << std::fixed << std::setprecision(2) << Angle::degrees(-180);
+  os << Angle() << L' ' << Angle::degrees(12.345678) << L' ' << std::setprecision(3) << Angle::degrees(12.345678)
+     << L' ' << std::fixed << std::setprecision(2) << Angle::degrees(-180);
   EXPECT_EQ(os.str(), L"0 12.3457 12.3 -180.00");
 }
 

@@ -38,8 +38,8 @@ Extent<2> box(double x0, double y0, double x1, double y1) {
 
 template <typename D>
 class ExtentEveryDimension : public testing::Test {};
-using Dims = testing::Types<std::integral_constant<int, 1>, std::integral_constant<int, 2>,
-                            std::integral_constant<int, 3>>;
+using Dims =
+    testing::Types<std::integral_constant<int, 1>, std::integral_constant<int, 2>, std::integral_constant<int, 3>>;
 TYPED_TEST_SUITE(ExtentEveryDimension, Dims);
 
 TYPED_TEST(ExtentEveryDimension, SentinelsHoldTheLargestFiniteDoubleAndAreIdentities) {

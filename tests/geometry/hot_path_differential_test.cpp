@@ -30,16 +30,30 @@ namespace {
 using Limits = std::numeric_limits<double>;
 
 // Plain-data operands, laid out as the library's packToPod forms.
-template <int N> struct Vec { double c[N]; };
-template <int N> struct Mat { double e[N][N]; };
-template <int N> struct Affine { Mat<N> m; Vec<N> t; };  // the rows of M, then t
-template <int N> struct Box { Vec<N> lo, hi; };
+template <int N>
+struct Vec {
+  double c[N];
+};
+template <int N>
+struct Mat {
+  double e[N][N];
+};
+template <int N>
+struct Affine {
+  Mat<N> m;
+  Vec<N> t;
+};  // the rows of M, then t
+template <int N>
+struct Box {
+  Vec<N> lo, hi;
+};
 static_assert(sizeof(Affine<3>) == sizeof(double[4][3]) && sizeof(Box<3>) == sizeof(double[2][3]));
 
 // ---- The scalar reference ----
 
 // Component j is v0·m0j + v1·m1j + ..., added in row order.
-template <int N> Vec<N> times(const Vec<N>& v, const Mat<N>& m) {
+template <int N>
+Vec<N> times(const Vec<N>& v, const Mat<N>& m) {
   Vec<N> r;
   for (int j = 0; j < N; ++j) {
     r.c[j] = v.c[0] * m.e[0][j];
@@ -47,17 +61,20 @@ template <int N> Vec<N> times(const Vec<N>& v, const Mat<N>& m) {
   }
   return r;
 }
-template <int N> Vec<N> plus(Vec<N> a, const Vec<N>& b) {
+template <int N>
+Vec<N> plus(Vec<N> a, const Vec<N>& b) {
   for (int k = 0; k < N; ++k) a.c[k] += b.c[k];
   return a;
 }
-template <int N> Vec<N> minus(Vec<N> a, const Vec<N>& b) {
+template <int N>
+Vec<N> minus(Vec<N> a, const Vec<N>& b) {
   for (int k = 0; k < N; ++k) a.c[k] -= b.c[k];
   return a;
 }
 
 // Row i of a·b is row i of a times b.
-template <int N> Mat<N> product(const Mat<N>& a, const Mat<N>& b) {
+template <int N>
+Mat<N> product(const Mat<N>& a, const Mat<N>& b) {
   Mat<N> r;
   for (int i = 0; i < N; ++i) {
     Vec<N> row;
@@ -134,20 +151,29 @@ Mat<4> inverse(const Mat<4>& m) {
   return r;
 }
 
-template <int N> Vec<N> forward(const Affine<N>& a, const Vec<N>& p) { return plus(times(p, a.m), a.t); }
-template <int N> Vec<N> backward(const Affine<N>& a, const Vec<N>& p) { return times(minus(p, a.t), inverse(a.m)); }
+template <int N>
+Vec<N> forward(const Affine<N>& a, const Vec<N>& p) {
+  return plus(times(p, a.m), a.t);
+}
+template <int N>
+Vec<N> backward(const Affine<N>& a, const Vec<N>& p) {
+  return times(minus(p, a.t), inverse(a.m));
+}
 // The translation first, from the operands as they were.
-template <int N> Affine<N> multiply(const Affine<N>& a, const Affine<N>& b) {
+template <int N>
+Affine<N> multiply(const Affine<N>& a, const Affine<N>& b) {
   return {product(a.m, b.m), plus(times(a.t, b.m), b.t)};
 }
-template <int N> Affine<N> divide(const Affine<N>& a, const Affine<N>& b) {
+template <int N>
+Affine<N> divide(const Affine<N>& a, const Affine<N>& b) {
   const Mat<N> inv = inverse(b.m);
   return {product(a.m, inv), times(minus(a.t, b.t), inv)};
 }
 
 // An empty box comes back as it came; otherwise corners i = 0, 1, ... (bit k
 // of i picks hi on axis k) are mapped and grown into the canonical empty box.
-template <int N, class Map> Box<N> mapBox(const Box<N>& e, Map map) {
+template <int N, class Map>
+Box<N> mapBox(const Box<N>& e, Map map) {
   for (int k = 0; k < N; ++k)
     if (e.lo.c[k] > e.hi.c[k]) return e;
   Box<N> r;
@@ -167,33 +193,76 @@ template <int N, class Map> Box<N> mapBox(const Box<N>& e, Map map) {
 
 // ---- Between the plain data and the library's types ----
 
-template <class To, class From> To as(const From& from) {
+template <class To, class From>
+To as(const From& from) {
   static_assert(sizeof(To) == sizeof(From));
   To to;
   std::memcpy(&to, &from, sizeof to);
   return to;
 }
-template <int N> using Rows = double[N + 1][N];  // the createFromPod layout
+template <int N>
+using Rows = double[N + 1][N];  // the createFromPod layout
 
-template <int N> Matrix<N> lib(const Mat<N>& m) { return Matrix<N>(m.e); }
-template <int N> Vector<N> lib(const Vec<N>& v) { return Vector<N>(v.c); }
-template <int N> Extent<N> lib(const Box<N>& b) { double r[2][N]; std::memcpy(r, &b, sizeof r); return Extent<N>(r); }
-template <int N> Point<N> point(const Vec<N>& v) { return Point<N>(v.c); }
+template <int N>
+Matrix<N> lib(const Mat<N>& m) {
+  return Matrix<N>(m.e);
+}
+template <int N>
+Vector<N> lib(const Vec<N>& v) {
+  return Vector<N>(v.c);
+}
+template <int N>
+Extent<N> lib(const Box<N>& b) {
+  double r[2][N];
+  std::memcpy(r, &b, sizeof r);
+  return Extent<N>(r);
+}
+template <int N>
+Point<N> point(const Vec<N>& v) {
+  return Point<N>(v.c);
+}
 
-template <int N> Mat<N> pod(const Matrix<N>& m) { Mat<N> r; m.packToPod(r.e); return r; }
-template <int N> Vec<N> pod(const Vector<N>& v) { Vec<N> r; v.packToPod(r.c); return r; }
-template <int N> Vec<N> pod(const Point<N>& p) { Vec<N> r; p.packToPod(r.c); return r; }
-template <int N> Box<N> pod(const Extent<N>& e) { double r[2][N]; e.packToPod(r); return as<Box<N>>(r); }
-template <int N> Affine<N> pod(const AffineTransform<N>& t) { Rows<N> r; t.packToPod(r); return as<Affine<N>>(r); }
+template <int N>
+Mat<N> pod(const Matrix<N>& m) {
+  Mat<N> r;
+  m.packToPod(r.e);
+  return r;
+}
+template <int N>
+Vec<N> pod(const Vector<N>& v) {
+  Vec<N> r;
+  v.packToPod(r.c);
+  return r;
+}
+template <int N>
+Vec<N> pod(const Point<N>& p) {
+  Vec<N> r;
+  p.packToPod(r.c);
+  return r;
+}
+template <int N>
+Box<N> pod(const Extent<N>& e) {
+  double r[2][N];
+  e.packToPod(r);
+  return as<Box<N>>(r);
+}
+template <int N>
+Affine<N> pod(const AffineTransform<N>& t) {
+  Rows<N> r;
+  t.packToPod(r);
+  return as<Affine<N>>(r);
+}
 
-template <class Kind, int N> Kind make(const Affine<N>& a) {
+template <class Kind, int N>
+Kind make(const Affine<N>& a) {
   Rows<N> r;
   std::memcpy(r, &a, sizeof r);
   return Kind::createFromPod(r);
 }
 
 // Both affine kinds made from one pod, so that a trial can go through either.
-template <int N> struct Kinds {
+template <int N>
+struct Kinds {
   explicit Kinds(const Affine<N>& a)
       : uniform(make<UniformTransform<N>>(a)), general(make<NonUniformTransform<N>>(a)) {}
   AffineTransform<N>& pick(bool isUniform) { return isUniform ? static_cast<AffineTransform<N>&>(uniform) : general; }
@@ -203,10 +272,25 @@ template <int N> struct Kinds {
 
 // ---- Random operands ----
 
-constexpr double kSpecials[] = {
-    Limits::quiet_NaN(), -Limits::quiet_NaN(), Limits::infinity(), -Limits::infinity(), 0.0, -0.0,
-    Limits::denorm_min(), -Limits::denorm_min(), 0x1.8p-1040, -0x1p-1025, Limits::min(), Limits::max(),
-    -Limits::max(), 1e300, -1e300, 1e-300, -1e-300, 1.0, -1.0};
+constexpr double kSpecials[] = {Limits::quiet_NaN(),
+                                -Limits::quiet_NaN(),
+                                Limits::infinity(),
+                                -Limits::infinity(),
+                                0.0,
+                                -0.0,
+                                Limits::denorm_min(),
+                                -Limits::denorm_min(),
+                                0x1.8p-1040,
+                                -0x1p-1025,
+                                Limits::min(),
+                                Limits::max(),
+                                -Limits::max(),
+                                1e300,
+                                -1e300,
+                                1e-300,
+                                -1e-300,
+                                1.0,
+                                -1.0};
 
 class Inputs {
 public:
@@ -218,7 +302,8 @@ public:
   // Each operand draws its numbers from one mix: half are ordinary numbers of
   // mixed magnitude; the rest lean on exact cancellation and ties (small
   // integers), special values, or the whole exponent range, subnormals too.
-  template <int N> Vec<N> vector() {
+  template <int N>
+  Vec<N> vector() {
     const int mix = below(8);
     Vec<N> v;
     for (double& c : v.c) c = scalar(mix);
@@ -227,29 +312,40 @@ public:
 
   // Each row draws from its own mix; one matrix in four is then made singular
   // or nearly so.
-  template <int N> Mat<N> matrix() {
+  template <int N>
+  Mat<N> matrix() {
     Mat<N> r;
     for (auto& row : r.e) std::copy_n(vector<N>().c, N, row);
     if (!chance(4)) return r;
     const int a = below(N), b = (a + 1 + below(N - 1)) % N;
     switch (below(6)) {
-      case 0: std::copy_n(r.e[a], N, r.e[b]); break;                                // repeated row
-      case 1: std::fill_n(r.e[a], N, 0.0); break;                                  // zero row
-      case 2: for (auto& row : r.e) row[a] = 0; break;                             // zero column
-      case 3: for (int i = 0; i < N; ++i) r.e[i][0] = i == N - 1 ? 1 : 0; break;  // first column (0, ..., 0, 1)
-      case 4: for (int j = 0; j < N; ++j) r.e[b][j] = -2 * r.e[a][j]; break;      // a multiple of another row
-      default:                                                                    // one ulp from a repeated row
-        std::copy_n(r.e[a], N, r.e[b]);
-        r.e[b][N - 1] = std::nextafter(r.e[b][N - 1], Limits::infinity());
+    case 0: std::copy_n(r.e[a], N, r.e[b]); break;  // repeated row
+    case 1: std::fill_n(r.e[a], N, 0.0); break;     // zero row
+    case 2:
+      for (auto& row : r.e) row[a] = 0;
+      break;  // zero column
+    case 3:
+      for (int i = 0; i < N; ++i) r.e[i][0] = i == N - 1 ? 1 : 0;
+      break;  // first column (0, ..., 0, 1)
+    case 4:
+      for (int j = 0; j < N; ++j) r.e[b][j] = -2 * r.e[a][j];
+      break;  // a multiple of another row
+    default:  // one ulp from a repeated row
+      std::copy_n(r.e[a], N, r.e[b]);
+      r.e[b][N - 1] = std::nextafter(r.e[b][N - 1], Limits::infinity());
     }
     return r;
   }
 
-  template <int N> Affine<N> affine() { return {matrix<N>(), vector<N>()}; }
+  template <int N>
+  Affine<N> affine() {
+    return {matrix<N>(), vector<N>()};
+  }
 
   // Mostly ordered boxes; some raw (possibly empty) ones, the canonical empty
   // box and the unbounded one.
-  template <int N> Box<N> box() {
+  template <int N>
+  Box<N> box() {
     Box<N> b{vector<N>(), vector<N>()};
     const int k = below(16);
     if (k < 2) {
@@ -297,14 +393,16 @@ std::string hex(const double* v, int n) {
 class Trial {
 public:
   // Starts a trial: the operands, under their names, for the report.
-  template <class... T> void inputs(std::initializer_list<const char*> names, const T&... values) {
+  template <class... T>
+  void inputs(std::initializer_list<const char*> names, const T&... values) {
     static_assert(sizeof...(T) <= kOperands && (sizeof(T) + ...) <= kValues * sizeof(double));
     std::copy(names.begin(), names.end(), m_names);
     m_used = m_count = 0;
     (add(&values, sizeof(T) / sizeof(double)), ...);
   }
 
-  template <class T> void agree(const char* what, const T& got, const T& want) {
+  template <class T>
+  void agree(const char* what, const T& got, const T& want) {
     constexpr int n = sizeof(T) / sizeof(double);
     const auto g = as<Vec<n>>(got), w = as<Vec<n>>(want);
     for (int k = 0; k < n; ++k)
@@ -341,7 +439,8 @@ private:
 
 // Runs body over fixed-seed trials; reports the first mismatch, with its
 // inputs, and stops there.
-template <int N, class Body> void differential(int trials, Body body) {
+template <int N, class Body>
+void differential(int trials, Body body) {
   constexpr std::uint64_t seed = 0x9E3779B97F4A7C15u + N;
   Inputs in(seed);
   Trial t;
@@ -356,9 +455,12 @@ template <int N, class Body> void differential(int trials, Body body) {
 
 constexpr int kTrials = 1 << 19;  // per dimension
 
-template <int N> using Dim = std::integral_constant<int, N>;
-template <class D> class HotPathDifferentialMatrix : public testing::Test {};
-template <class D> class HotPathDifferentialAffine : public testing::Test {};
+template <int N>
+using Dim = std::integral_constant<int, N>;
+template <class D>
+class HotPathDifferentialMatrix : public testing::Test {};
+template <class D>
+class HotPathDifferentialAffine : public testing::Test {};
 using MatrixDims = testing::Types<Dim<2>, Dim<3>, Dim<4>>;
 using AffineDims = testing::Types<Dim<2>, Dim<3>>;
 TYPED_TEST_SUITE(HotPathDifferentialMatrix, MatrixDims);
@@ -473,8 +575,7 @@ TYPED_TEST(HotPathDifferentialAffine, ComposeWithIsUniformOnlyForTwoUniformsAndM
     const std::unique_ptr<Transform<N>> c(first.composeWith(kb.pick(uniformB)));
     if (uniformA && uniformB)
       t.require(dynamic_cast<const UniformTransform<N>*>(c.get()) != nullptr, "a.composeWith(b) is uniform");
-    else
-      t.require(dynamic_cast<const NonUniformTransform<N>*>(c.get()) != nullptr, "a.composeWith(b) is non-uniform");
+    else t.require(dynamic_cast<const NonUniformTransform<N>*>(c.get()) != nullptr, "a.composeWith(b) is non-uniform");
     if (const auto* affine = dynamic_cast<const AffineTransform<N>*>(c.get()))
       t.agree("a.composeWith(b)", pod(*affine), multiply(a, b));
   });

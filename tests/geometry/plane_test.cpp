@@ -48,7 +48,8 @@ TEST(PlaneThroughPoints, CentroidAndClockwiseNormal) {
   EXPECT_EQ(pl.normal(), Vector<3>(0, 0, -1));
   EXPECT_EQ(pl.pointOnPlane(), Point<3>(1 / 3.0, 1 / 3.0, 0));
   // The centroid is summed before the division by 3.
-  EXPECT_EQ(Plane(Point<3>(0.1, 0, 5), Point<3>(0.2, 1, 5), Point<3>(0.3, 0, 5)).pointOnPlane()[0], (0.1 + 0.2 + 0.3) / 3.0);
+  EXPECT_EQ(Plane(Point<3>(0.1, 0, 5), Point<3>(0.2, 1, 5), Point<3>(0.3, 0, 5)).pointOnPlane()[0],
+            (0.1 + 0.2 + 0.3) / 3.0);
   EXPECT_TRUE(Plane(Point<3>(0, 0, 0), Point<3>(1, 1, 1), Point<3>(2, 2, 2)).normal().isNaN());
   Random r;
   for (int i = 0; i < 500; ++i) {
@@ -80,7 +81,9 @@ TEST(LineIntersection, PlanarLinesMeetWhereBothPass) {
   EXPECT_EQ(QOR::intersect(upright, xAxis), Point<2>(2, 0));
   EXPECT_FALSE(QOR::intersect(xAxis, Line<2>(Vector<2>(-1, 0), Point<2>(0, 1))).isFinite());
   Random r;
-  const auto line2 = [&] { return Line<2>(Vector<2>(r.coord(r.gen), r.coord(r.gen)), Point<2>(r.coord(r.gen), r.coord(r.gen))); };
+  const auto line2 = [&] {
+    return Line<2>(Vector<2>(r.coord(r.gen), r.coord(r.gen)), Point<2>(r.coord(r.gen), r.coord(r.gen)));
+  };
   for (int i = 0; i < 500; ++i) {
     const Line<2> a = line2(), b = line2();
     if (std::abs(cross(a.direction(), b.direction())) < 0.05) continue;
@@ -108,7 +111,8 @@ TEST(LineIntersection, SpatialLineMeetsAPlaneInEitherArgumentOrder) {
 
 TEST(LineCrossing, ClosestPointsJoinPerpendicularToBothLines) {
   Point<3> onA, onB;
-  QOR::crossing(onA, onB, Line<3>(Vector<3>(1, 0, 0), Point<3>(5, 0, 0)), Line<3>(Vector<3>(0, 1, 0), Point<3>(2, 7, 3)));
+  QOR::crossing(onA, onB, Line<3>(Vector<3>(1, 0, 0), Point<3>(5, 0, 0)),
+                Line<3>(Vector<3>(0, 1, 0), Point<3>(2, 7, 3)));
   EXPECT_EQ(onA, Point<3>(2, 0, 0));
   EXPECT_EQ(onB, Point<3>(2, 0, 3));
   // Parallel lines divide by zero.
@@ -129,7 +133,8 @@ TEST(LineCrossing, ClosestPointsJoinPerpendicularToBothLines) {
 
 TEST(PlaneIntersection, TwoPlanesMeetInTheLineNearestTheOrigin) {
   // z = 2 and x = 3: the line x = 3, z = 2 along −y, nearest the origin at y = 0.
-  const Line<3> m = intersect(Plane(Vector<3>(0, 0, 1), Point<3>(9, 9, 2)), Plane(Vector<3>(-1, 0, 0), Point<3>(3, -4, 8)));
+  const Line<3> m =
+      intersect(Plane(Vector<3>(0, 0, 1), Point<3>(9, 9, 2)), Plane(Vector<3>(-1, 0, 0), Point<3>(3, -4, 8)));
   EXPECT_EQ(m, Line<3>(Vector<3>(0, -1, 0), Point<3>(3, 0, 2)));
   EXPECT_TRUE(intersect(Plane(), -Plane()).point().isNaN());
   Random r;

@@ -57,9 +57,12 @@ TEST(VectorArithmetic, DotSumsInComponentOrderAndCrossFollowsRightHand) {
 }
 
 TEST(VectorPlane, QuadrantCountsZeroAsPositiveAndNaNAsNegative) {
-  struct Case { double x, y; int q; };
-  const Case cases[] = {{0, 0, 1},   {-0.0, -0.0, 1}, {-1, 0, 2},   {-1, -1, 3},
-                        {0, -1, 4},  {nan, 1, 2},     {1, nan, 4},  {nan, nan, 3}};
+  struct Case {
+    double x, y;
+    int q;
+  };
+  const Case cases[] = {{0, 0, 1},  {-0.0, -0.0, 1}, {-1, 0, 2},  {-1, -1, 3},
+                        {0, -1, 4}, {nan, 1, 2},     {1, nan, 4}, {nan, nan, 3}};
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.x << "," << c.y);
     EXPECT_EQ(Vector<2>(c.x, c.y).quadrant(), c.q);

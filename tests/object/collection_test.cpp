@@ -87,7 +87,7 @@ TEST_F(CollectionTest, ChunkTableGrowsAsOneElevenTwentySixFortyNine) {
   }
   EXPECT_EQ(grewAt, (std::vector<std::size_t>{1, 11, 26, 49, 83}));
   for (int i = 0; i < 100; ++i) ASSERT_EQ(&c[i], addresses[i]);  // elements never moved
-  c.resize(5);  // ints need no destruction: whole chunks are dropped
+  c.resize(5);                                                   // ints need no destruction: whole chunks are dropped
   EXPECT_NE(c.rawChunks()[4], nullptr);
   EXPECT_EQ(c.rawChunks()[5], nullptr);
   EXPECT_EQ(c.rawChunks(), table);  // the table keeps its capacity
@@ -184,11 +184,32 @@ TEST_F(CollectionTest, RandomOperationsOnStringsMatchAVector) {
   for (int step = 0; step < 3000; ++step) {
     const std::wstring text(rng() % 40, static_cast<wchar_t>(L'a' + step % 26));
     switch (rng() % 7) {
-      case 0: case 1: case 2: c.push_back(text); model.push_back(text); break;
-      case 3: if (!model.empty()) { c.pop_back(); model.pop_back(); } break;
-      case 4: { const std::size_t n = rng() % 20; c.resize(n, text); model.resize(n, text); break; }
-      case 5: c.swap(other); std::swap(model, otherModel); break;
-      case 6: other = c; otherModel = model; break;
+    case 0:
+    case 1:
+    case 2:
+      c.push_back(text);
+      model.push_back(text);
+      break;
+    case 3:
+      if (!model.empty()) {
+        c.pop_back();
+        model.pop_back();
+      }
+      break;
+    case 4: {
+      const std::size_t n = rng() % 20;
+      c.resize(n, text);
+      model.resize(n, text);
+      break;
+    }
+    case 5:
+      c.swap(other);
+      std::swap(model, otherModel);
+      break;
+    case 6:
+      other = c;
+      otherModel = model;
+      break;
     }
     ASSERT_EQ(c.size(), model.size());
     ASSERT_TRUE(std::equal(c.begin(), c.end(), model.begin(), model.end())) << "step " << step;

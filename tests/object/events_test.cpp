@@ -19,7 +19,8 @@ template <class T>
 class Recorder : public EVSubscription<T> {
 public:
   using Log = std::vector<std::pair<const Recorder*, T>>;
-  Recorder(EVSubscriptionList<T>& list, Log& log) : EVSubscription<T>(list, typename EVSubscription<T>::StartMuted{}), m_log(log) {
+  Recorder(EVSubscriptionList<T>& list, Log& log)
+      : EVSubscription<T>(list, typename EVSubscription<T>::StartMuted{}), m_log(log) {
     this->unmute();
   }
   ~Recorder() override { this->destroy(); }
@@ -86,9 +87,9 @@ TEST(Events, ListenersKeepTheListAliveAndDestroyIsIdempotent) {
   source.reset(nullptr);                // the source lets go
   (*list)();                            // still alive
   EXPECT_EQ(c->calls, 1);
-  c->destroy();                         // detaches and drops the last reference
-  c->destroy();                         // nothing more
-  c.reset();                            // nor here
+  c->destroy();  // detaches and drops the last reference
+  c->destroy();  // nothing more
+  c.reset();     // nor here
 }
 
 // Flags any call that reaches it while not fully built.

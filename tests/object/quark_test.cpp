@@ -58,12 +58,12 @@ TEST(Quark, EqualTextsGiveOnePointerAndTheEmptyTextIsNotNull) {
 // Chunks of 8192 characters, longer texts get their own; room is made before
 // the lookup, so a known long text still starts a chunk.
 TEST(Quark, ChunkLayoutFollowsTheSizesAndTheAllocateBeforeLookupRule) {
-  const Quark big = q(unique(L"big", 9000));   // n = 9001: a chunk of 2 * 9001 + 8 bytes, now full
+  const Quark big = q(unique(L"big", 9000));  // n = 9001: a chunk of 2 * 9001 + 8 bytes, now full
   const Quark first = q(unique(L"a"));        // full: a new ordinary chunk
   const std::wstring filler = unique(L"fill", 8192 - 1 - (std::wcslen(first.value()) + 1));
-  const Quark fill = q(filler);               // fills that chunk to the last character
+  const Quark fill = q(filler);  // fills that chunk to the last character
   EXPECT_EQ(fill.value(), first.value() + std::wcslen(first.value()) + 1);
-  const Quark next = q(unique(L"b"));         // no room left: another chunk
+  const Quark next = q(unique(L"b"));  // no room left: another chunk
   EXPECT_NE(next.value(), fill.value() + filler.size() + 1);
 
   q(unique(L"pad", 8192 - 1 - (std::wcslen(next.value()) + 1)));  // fill next's chunk

@@ -71,11 +71,13 @@ TEST(Uuid, ComparisonOrdersFieldByFieldThenByteByByte) {
 
 TEST(Uuid, UnparsableTextThrowsCatalogueMessage218NamingIt) {
   const wchar_t* bad[] = {
-      L"", L"not a uuid", L"{6B29FC40-CA47-1067-B31D-00DD010662DA}",  // braces are not accepted
-      L"6B29FC40-CA47-1067-B31D-00DD010662D",                        // one digit short
-      L"6B29FC40-CA47-1067-B31D-00DD010662DAA",                      // one digit long
-      L"6B29FC40-CA47-1067-B31D-00DD010662DG",                       // not hexadecimal
-      L"6B29FC40+CA47-1067-B31D-00DD010662DA",                       // wrong separator
+      L"",
+      L"not a uuid",
+      L"{6B29FC40-CA47-1067-B31D-00DD010662DA}",  // braces are not accepted
+      L"6B29FC40-CA47-1067-B31D-00DD010662D",     // one digit short
+      L"6B29FC40-CA47-1067-B31D-00DD010662DAA",   // one digit long
+      L"6B29FC40-CA47-1067-B31D-00DD010662DG",    // not hexadecimal
+      L"6B29FC40+CA47-1067-B31D-00DD010662DA",    // wrong separator
   };
   for (const wchar_t* text : bad) {
     SCOPED_TRACE(text);

@@ -46,6 +46,7 @@ std::pair<std::wstring, std::wstring> split(const std::wstring& s) {
 }
 
 TEST(FileNames, AnalyzeFileTypeClassifiesEveryForm) {
+  // clang-format off
   const std::pair<const wchar_t*, FileType> cases[] = {
       {L"", FileType::Empty},           {L"..\\a", FileType::Relative},      {L"/a/b", FileType::Rooted},
       {L"c:", FileType::DriveRelative}, {L"C:/a", FileType::DriveAbsolute},  {L"\\/srv", FileType::UNC},
@@ -53,6 +54,7 @@ TEST(FileNames, AnalyzeFileTypeClassifiesEveryForm) {
       {L"//?/C:/a", FileType::UNC},  // only "\\?\" is extended
       {L"ab:c", FileType::URL},         {L"1a:b", FileType::Relative},  // a scheme starts with a letter
   };
+  // clang-format on
   for (const auto& [name, type] : cases) {
     SCOPED_TRACE(utf8(name));
     EXPECT_EQ(analyzeFileType(name), type);
@@ -60,15 +62,18 @@ TEST(FileNames, AnalyzeFileTypeClassifiesEveryForm) {
 }
 
 TEST(FileNames, GetDirectoryStopsAtTheRoot) {
+  // clang-format off
   runTable({{L"C:\\b.txt", L"C:\\"}, {L"C:b.txt", L"C:"}, {L"C:\\a\\\\b", L"C:\\a"}, {L"a\\b\\", L"a\\b"},
             {L"a/b\\c", L"a/b"}, {L"b.txt", L""}, {L"\\\\srv\\share\\", L"\\\\srv\\share"},
             {L"\\\\?\\C:\\a/b", L"\\\\?\\C:\\"},  // '/' is literal in an extended name
             {L"\\\\?\\UNC\\srv\\share\\b", L"\\\\?\\UNC\\srv\\share"}, {L"a\\..", L"a"},
             {L"http://host", L"http://host"}},
            [](const std::wstring& s) { return getDirectory(s); });
+  // clang-format on
 }
 
 TEST(FileNames, JoinDirectoryAgreesWithPathCombineExceptWhereItResolvesNothing) {
+  // clang-format off
   runTable({{L"C:\\a\\|b.txt", L"C:\\a\\b.txt"},
             {L"C:\\a\\b|\\c", L"C:\\c"},
             {L"\\\\srv\\share\\a|\\b", L"\\\\srv\\share\\b"},
@@ -87,11 +92,13 @@ TEST(FileNames, JoinDirectoryAgreesWithPathCombineExceptWhereItResolvesNothing) 
              EXPECT_TRUE(PathCombineW(out, split(s).first.c_str(), split(s).second.c_str()));
              return std::wstring(out);
            });
+  // clang-format on
   EXPECT_EQ(joinDirectory(std::wstring(300, L'a'), L"b").size(), 302u);  // no MAX_PATH limit
 }
 
 TEST(FileNames, AbbreviateFilenameKeepsTheFileName) {
   const std::wstring p = L"C:\\very\\long\\path\\file.txt|";
+  // clang-format off
   runTable({{p + L"26", L"C:\\very\\long\\path\\file.txt", "Wine shortens a name that fits exactly"},
             {p + L"20", L"C:\\very\\...\\file.txt", "PathCompactPathExW keeps only the root"},
             {p + L"12", L"...\\file.txt"},
@@ -113,6 +120,7 @@ TEST(FileNames, AbbreviateFilenameKeepsTheFileName) {
              EXPECT_TRUE(PathCompactPathExW(out, split(s).first.c_str(), static_cast<UINT>(std::stoul(split(s).second) + 1), 0));
              return std::wstring(out);
            });
+  // clang-format on
 }
 
 std::wstring fullPath(const std::wstring& name) {
@@ -142,11 +150,13 @@ TEST(FileNames, AbsoluteFilenameMatchesGetFullPathNameInTheBaseDirectory) {
 
 TEST(FileNames, AbsoluteFilenameReportsItsOwnError) {
   const auto failure = [](DWORD error) { return formatMessage(error, nullptr) + L" calling GetFullPathNameW"; };
+  // clang-format off
   const std::pair<std::wstring, DWORD> cases[] = {
       {L"   ", ERROR_INVALID_NAME},  // Wine refuses blanks without an error code
       {std::wstring(L"C:\\a\0b", 6), ERROR_INVALID_NAME},
       {L"C:\\" + std::wstring(32764, L'a'), ERROR_FILENAME_EXCED_RANGE},
   };
+  // clang-format on
   for (const auto& c : cases) {
     const std::wstring& name = c.first;  // named: clang 14 cannot capture a structured binding
     const auto error = c.second;
@@ -196,7 +206,7 @@ TEST(FileNames, GetLongFilenameExpandsShortNamesOfExistingFiles) {
 
 TEST(FileNames, GetLongFilenameKeepsNamesTheSystemCannotTake) {
   for (const std::wstring& name :
-       {L"C:\\" + std::wstring(256, L'a'),  // a component longer than any on disk
+       {L"C:\\" + std::wstring(256, L'a'),                             // a component longer than any on disk
         std::wstring(1100, L'a'), L"C:\\" + std::wstring(2000, L'a'),  // Wine's GetLongPathNameW overran on these
         L"C:" + std::wstring(1030, L'\\'), std::wstring(L"C:\\\0x", 5)}) {
     SCOPED_TRACE(name.size());
@@ -218,6 +228,7 @@ TEST(FileNames, IsFileCharRefusesExactlyControlsSeparatorsWildcardsAndReservedPu
 const std::wstring kNotUrl = L"\" is not a valid URL.";
 
 TEST(Urls, IsURLNeedsASchemeOfTwoOrMoreCharacters) {
+  // clang-format off
   runTable({{L"x-my.app+v2:thing", L"url"}, {L"ab:", L"url"}, {L"c:", L""}, {L"", L""}, {L"http", L""},
             {L":x", L""}, {L" http://x", L""}, {L"ht tp://x", L""}, {L"\\\\srv\\share", L""},
             {L"1ab:x", L"", "ParseURLW takes a digit first"}},
@@ -227,10 +238,12 @@ TEST(Urls, IsURLNeedsASchemeOfTwoOrMoreCharacters) {
              parsed.cbSize = sizeof parsed;
              return std::wstring(SUCCEEDED(ParseURLW(s.c_str(), &parsed)) ? L"url" : L"");
            });
+  // clang-format on
 }
 
 TEST(Urls, UnescapeUrlDecodesUtf8AndKeepsWhatIsMalformed) {
   const char* perByte = "UrlUnescapeW (on Wine) decodes each byte alone";
+  // clang-format off
   runTable({{L"a+b", L"a+b"}, {L"100%", L"100%"}, {L"%4", L"%4"}, {L"%G1x", L"%G1x"}, {L"%%41", L"%A"},
             {L"a?b=%41#%42", L"a?b=A#B"}, {L"\u00e9%20", L"\u00e9 "},
             {L"%F0%9F%98%80", L"\U0001F600", perByte},
@@ -246,12 +259,14 @@ TEST(Urls, UnescapeUrlDecodesUtf8AndKeepsWhatIsMalformed) {
              EXPECT_TRUE(SUCCEEDED(UrlUnescapeW(in.data(), out.data(), &size, 0)));
              return std::wstring(out.c_str());
            });
+  // clang-format on
   EXPECT_EQ(qortest::errorText([] { (void)unescapeUrl(L"a%00b"); }), L"\"a%00b" + kNotUrl);
 }
 
 TEST(Urls, CanonicalizeUrlLowersSchemeAndHostAndRemovesDotSegments) {
   const char* hostCase = "UrlCanonicalizeW keeps the host's case";
   const char* latin1 = "UrlCanonicalizeW escapes as Latin-1 or not at all";
+  // clang-format off
   runTable({{L"http://x/a/b/../../../../c", L"http://x/c"}, {L"http://x", L"http://x/"},
             {L"http://x/a/..", L"http://x/"}, {L"http://x\\a\\..\\b", L"http://x/b"},
             {L"mailto:Some.One@Example.com", L"mailto:Some.One@Example.com"},
@@ -282,10 +297,12 @@ TEST(Urls, CanonicalizeUrlLowersSchemeAndHostAndRemovesDotSegments) {
              EXPECT_EQ(UrlCanonicalizeW(s.c_str(), out, &size, 0), S_OK);
              return std::wstring(out);
            });
+  // clang-format on
   EXPECT_EQ(qortest::errorText([] { (void)canonicalizeUrl(L"C:\\a\\b"); }), L"\"C:\\a\\b" + kNotUrl);
 }
 
 TEST(Urls, RandomTextsSurviveEscapingAndCanonicalFormsAreFixedPoints) {
+  // clang-format off
   const std::wstring pieces[] = {L"a", L"/", L".", L"..", L"%", L" ", L"?", L"#", L"\\", L"\u00e9",
                                  L"\u4e2d", L"\U0001F600", L"~", L"+", L"{", L"@", L":", L"[", L"\u0001"};
   std::mt19937 random(15);
@@ -315,6 +332,7 @@ TEST(Urls, RandomTextsSurviveEscapingAndCanonicalFormsAreFixedPoints) {
 }
 
 TEST(Urls, CleanupUrlStripsWhatSurroundsAPastedUrl) {
+  // clang-format off
   runTable({{L"  https://example.com/a \r\n", L"https://example.com/a"}, {L"'http://x/a'", L"http://x/a"},
             {L"< URL:http://x/ >", L"http://x/"}, {L"<\"http://x/\">", L"http://x/"},
             {L"http://x/a-\r\n   long/path", L"http://x/a-long/path"}, {L"http://x/a b", L"http://x/a b"},
@@ -327,6 +345,7 @@ TEST(Urls, CleanupUrlStripsWhatSurroundsAPastedUrl) {
                return std::wstring(e.wWhat());
              }
            });
+  // clang-format on
 }
 
 TEST(Urls, DownloadUrlToCacheCopiesAFileUrlAndNamesTheUrlOnFailure) {
@@ -348,8 +367,10 @@ TEST(Urls, DownloadUrlToCacheCopiesAFileUrlAndNamesTheUrlOnFailure) {
   for (const std::wstring& url :
        {L"http://localhost:9/x." + std::wstring(300, L'e'), L"file:///C:/" + std::wstring(2200, L'a')}) {
     SCOPED_TRACE(url.size());
-    EXPECT_EQ(qortest::errorText([&] { (void)downloadUrlToCache(url); }), L"Cannot download \"" + url + L"\" to the cache.");
+    EXPECT_EQ(qortest::errorText([&] { (void)downloadUrlToCache(url); }),
+              L"Cannot download \"" + url + L"\" to the cache.");
   }
 }
+// clang-format on
 
 }  // namespace

@@ -94,8 +94,7 @@ TEST(QorPostMessage, ReachesTheQueueOrReportsAGoneWindow) {
   ASSERT_NE(window, nullptr);
   EXPECT_TRUE(QOR::QorPostMessage(window, WM_APP, 0, 0));
   DestroyWindow(window);
-  while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {
-  }
+  while (PeekMessageW(&msg, nullptr, 0, 0, PM_REMOVE)) {}
   EXPECT_FALSE(QOR::QorPostMessage(window, WM_APP, 0, 0));
   EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_WINDOW_HANDLE));
 }

@@ -20,9 +20,9 @@ qortest::ChildRun reg(const std::wstring& args) { return qortest::runChild(L"reg
 
 std::wstring systemText(DWORD code) {
   QOR::internal::UniqueLocalMemory<wchar_t*> text;
-  const DWORD n = FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
-                                 MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(text.put()),
-                                 0, nullptr);
+  const DWORD n =
+      FormatMessageW(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM, nullptr, code,
+                     MAKELANGID(LANG_NEUTRAL, SUBLANG_SYS_DEFAULT), reinterpret_cast<wchar_t*>(text.put()), 0, nullptr);
   return text ? std::wstring(text.get(), n) : std::wstring();
 }
 
@@ -41,7 +41,8 @@ protected:
     RegDeleteKeyW(HKEY_CURRENT_USER, kTestsKey);  // only when no other run uses it
   }
   void add(const std::wstring& name, const wchar_t* type, const std::wstring& data) {
-    const qortest::ChildRun run = reg(L"add \"" + m_path + L"\" /v " + name + L" /t " + type + L" /d \"" + data + L"\" /f");
+    const qortest::ChildRun run =
+        reg(L"add \"" + m_path + L"\" /v " + name + L" /t " + type + L" /d \"" + data + L"\" /f");
     ASSERT_EQ(run.code, 0u) << run.output;
   }
   // The line reg query prints for one value ("    name    TYPE    data").
@@ -99,7 +100,8 @@ TEST_F(Registry, ValuesWrittenByRegWriteKeyReadBackWithRegQuery) {
     EXPECT_EQ(child.errorMessage(), m_full + L"\\child\\grandchild");
   }
   std::string oem(16, '\0');  // reg.exe prints in the OEM code page
-  oem.resize(static_cast<std::size_t>(WideCharToMultiByte(CP_OEMCP, 0, L"caf\u00e9 au lait", -1, oem.data(), 16, nullptr, nullptr) - 1));
+  oem.resize(static_cast<std::size_t>(
+      WideCharToMultiByte(CP_OEMCP, 0, L"caf\u00e9 au lait", -1, oem.data(), 16, nullptr, nullptr) - 1));
   EXPECT_EQ(query(m_path, L"name"), "    name    REG_SZ    " + oem);
   EXPECT_EQ(query(m_path, L"blank"), "    blank    REG_SZ    ");
   EXPECT_EQ(query(m_path + L"\\child\\grandchild", L"deep"), "    deep    REG_SZ    x");
@@ -116,15 +118,18 @@ TEST_F(Registry, TerminatorsAndLongValues) {
   setRaw(L"longExpansion", REG_EXPAND_SZ, reference.c_str(), static_cast<DWORD>(reference.size() * 2 + 2));
   setRaw(L"unknown", REG_EXPAND_SZ, unknown.c_str(), static_cast<DWORD>(unknown.size() * 2 + 2));
   SetEnvironmentVariableW(L"QOR_REG_LONG", value.c_str());
-  const wchar_t multiBare[] = {L'p', 0, L'q', L'q'};     // no final terminator
+  const wchar_t multiBare[] = {L'p', 0, L'q', L'q'};    // no final terminator
   const wchar_t multiGap[] = {L'p', 0, 0, L'r', 0, 0};  // an empty string ends the list
   setRaw(L"multiBare", REG_MULTI_SZ, multiBare, sizeof multiBare);
   setRaw(L"multiGap", REG_MULTI_SZ, multiGap, sizeof multiGap);
 
   RegReadKey key(HKEY_CURRENT_USER, m_sub, 0);
-  const std::pair<const wchar_t*, std::wstring> cases[] = {
-      {L"bare", L"abc"}, {L"odd", L"a"}, {L"edge", edge}, {L"edgeTerminated", edgeTerminated},
-      {L"longExpansion", value + L"-" + value}, {L"unknown", unknown}};
+  const std::pair<const wchar_t*, std::wstring> cases[] = {{L"bare", L"abc"},
+                                                           {L"odd", L"a"},
+                                                           {L"edge", edge},
+                                                           {L"edgeTerminated", edgeTerminated},
+                                                           {L"longExpansion", value + L"-" + value},
+                                                           {L"unknown", unknown}};
   for (const auto& [name, expected] : cases) {
     SCOPED_TRACE(std::string(name, name + wcslen(name)));
     std::wstring s;

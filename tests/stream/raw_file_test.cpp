@@ -13,8 +13,8 @@
 
 namespace {
 
-using qortest::ScratchFolder;
 using qortest::errorText;
+using qortest::ScratchFolder;
 
 TEST(RawFile, CreatedFileIsWrittenSoughtAndReadBack) {
   ScratchFolder dir;
@@ -93,4 +93,4 @@ TEST(RawFile, FileHeldWithoutSharingCannotBeOpened) {
   EXPECT_EQ(qortest::readBytes(name), "content") << "a failed create must not truncate";
 }
 
-} // namespace
+}  // namespace

@@ -65,4 +65,4 @@ std::wstring errorText(F&& f) {
   return {};
 }
 
-} // namespace qortest
+}  // namespace qortest

@@ -22,7 +22,10 @@ struct CodePageSample {
 const CodePageSample* sampleForThisProcess() {
   static const CodePageSample samples[] = {
       {1252, L"caf\u00e9 \u20ac\u00ff", "caf\xE9 \x80\xFF", L"\u0416"},
-      {932, L"\u65e5\u672c\uff71a", "\x93\xFA\x96\x7B\xB1" "a", L"\u20ac"},
+      {932, L"\u65e5\u672c\uff71a",
+       "\x93\xFA\x96\x7B\xB1"
+       "a",
+       L"\u20ac"},
       {1251, L"\u041f\u0440\u0438\u0432\u0435\u0442 \u20ac", "\xCF\xF0\xE8\xE2\xE5\xF2 \x88", L"\u00e6"},
   };
   for (const CodePageSample& s : samples)
@@ -30,8 +33,8 @@ const CodePageSample* sampleForThisProcess() {
   return nullptr;
 }
 
-#define REQUIRE_KNOWN_CODE_PAGE(sample)                                  \
-  const CodePageSample* sample = sampleForThisProcess();                 \
+#define REQUIRE_KNOWN_CODE_PAGE(sample)                  \
+  const CodePageSample* sample = sampleForThisProcess(); \
   if (!sample) GTEST_SKIP() << "no expectations for code page " << GetACP()
 
 template <class S>
@@ -121,8 +124,14 @@ TEST(PackTo3Narrow, CopiesTheLongestPrefixThatFitsAndNeverSplitsAPair) {
     int size;
     const char* text;
   } cases[] = {
-      {L"abc", 1, ""}, {L"abc", 2, "a"}, {L"abc", 4, "abc"}, {L"abc", 5, "abc"}, {L"", 5, ""},
-      {L"a\U0001F600b", 5, "a??b"}, {L"a\U0001F600b", 4, "a??"}, {L"a\U0001F600b", 3, "a"},
+      {L"abc", 1, ""},
+      {L"abc", 2, "a"},
+      {L"abc", 4, "abc"},
+      {L"abc", 5, "abc"},
+      {L"", 5, ""},
+      {L"a\U0001F600b", 5, "a??b"},
+      {L"a\U0001F600b", 4, "a??"},
+      {L"a\U0001F600b", 3, "a"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.size);

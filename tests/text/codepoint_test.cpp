@@ -74,9 +74,9 @@ TEST(Utf8Encode, AgreesWithThePlatformForEveryScalarValue) {
   const int wn = static_cast<int>(wide.size());
   const int nn = static_cast<int>(narrow.size());
   std::string platformNarrow(static_cast<std::size_t>(nn), '\0');
-  ASSERT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, wide.data(), wn, platformNarrow.data(), nn, nullptr,
-                                nullptr),
-            nn);
+  ASSERT_EQ(
+      WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, wide.data(), wn, platformNarrow.data(), nn, nullptr, nullptr),
+      nn);
   EXPECT_TRUE(platformNarrow == narrow);
   std::wstring platformWide(static_cast<std::size_t>(wn), L'\0');
   ASSERT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, narrow.data(), nn, platformWide.data(), wn), wn);
@@ -89,13 +89,17 @@ TEST(CodePointEnumerator, LoneAndReversedSurrogatesStandForThemselves) {
     std::vector<unsigned int> points;
   } cases[] = {
       {L"", {}},
-      {L"a\xD800", {0x61, 0xD800}},                       // lead at the end
-      {L"\xD800" L"a", {0xD800, 0x61}},                   // lead before a non-surrogate
-      {L"\xDC00" L"a", {0xDC00, 0x61}},                   // trail alone
-      {L"\xDC00\xD800", {0xDC00, 0xD800}},                // reversed pair
-      {L"\xD800\xD800\xDC00", {0xD800, 0x10000}},         // lead, then a pair
-      {L"\xD800\xDC00\xDC00", {0x10000, 0xDC00}},         // pair, then a trail
-      {L"\xDBFF\xDFFF\xD800\xDC00", {0x10FFFF, 0x10000}}, // pairs back to back
+      {L"a\xD800", {0x61, 0xD800}},  // lead at the end
+      {L"\xD800"
+       L"a",
+       {0xD800, 0x61}},  // lead before a non-surrogate
+      {L"\xDC00"
+       L"a",
+       {0xDC00, 0x61}},                                    // trail alone
+      {L"\xDC00\xD800", {0xDC00, 0xD800}},                 // reversed pair
+      {L"\xD800\xD800\xDC00", {0xD800, 0x10000}},          // lead, then a pair
+      {L"\xD800\xDC00\xDC00", {0x10000, 0xDC00}},          // pair, then a trail
+      {L"\xDBFF\xDFFF\xD800\xDC00", {0x10FFFF, 0x10000}},  // pairs back to back
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.points));

@@ -49,7 +49,11 @@ void expectLines(const std::wstring& text, const Lines& expected) {
 
 // Only CR and LF break lines (their combinations are in RandomTextsMatchRegexSplit).
 TEST(TextLineIterator, OtherBreaksAreText) {
-  const std::wstring text = L"a\fb\x85" L"c\x2028" L"d\x2029" L"e\v";
+  const std::wstring text =
+      L"a\fb\x85"
+      L"c\x2028"
+      L"d\x2029"
+      L"e\v";
   EXPECT_EQ(forwards(text.cbegin(), text.cend()), Lines{text});
   EXPECT_EQ(backwards(text.data(), text.data() + text.size()), Lines{text});
 }

@@ -26,6 +26,7 @@ double correctlyRounded(const std::wstring& text) {
 }
 
 TEST(IsLong, AcceptsBlanksSignAndDigitsToTheVeryEnd) {
+  // clang-format off
   const struct {
     const wchar_t* text;
     long value;
@@ -33,14 +34,17 @@ TEST(IsLong, AcceptsBlanksSignAndDigitsToTheVeryEnd) {
       {L"+7", 7}, {L"-0", 0}, {L" \t 42", 42}, {L"00000000000000000012", 12},
       {L"2147483647", 2147483647L}, {L" -2147483648", -2147483647L - 1},
   };
+  // clang-format on
   for (const auto& c : good) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.text)));
     long v = 99;
     EXPECT_TRUE(isLong(&v, c.text, std::wcslen(c.text)));
     EXPECT_EQ(v, c.value);
   }
+  // clang-format off
   const wchar_t* bad[] = {L"",   L" ",  L"+",  L"-", L" -", L"12 ", L"1 2", L"0x1", L"+-1", L"\n1", L"- 1",
                           L"2147483648", L"-2147483649", L"99999999999", L"\u0661"};  // only ASCII digits count
+  // clang-format on
   for (const wchar_t* b : bad) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(b)));
     long v = 99;
@@ -50,10 +54,14 @@ TEST(IsLong, AcceptsBlanksSignAndDigitsToTheVeryEnd) {
   long v = 0;
   EXPECT_TRUE(isLong(&v, L"123456", 3));  // exactly the counted units
   EXPECT_EQ(v, 123);
-  EXPECT_FALSE(isLong(&v, L"12\0" L"3", 4));
+  EXPECT_FALSE(isLong(&v,
+                      L"12\0"
+                      L"3",
+                      4));
 }
 
 TEST(IsDouble, AcceptedFormsAndTheirExactValuesAtTheRangeLimits) {
+  // clang-format off
   const struct {
     const wchar_t* text;
     double value;
@@ -69,6 +77,7 @@ TEST(IsDouble, AcceptedFormsAndTheirExactValuesAtTheRangeLimits) {
       {L"4e39", 0x1.78287f49c4a1ep+131}, {L"1e34", 0x1.ed09bead87c04p+112}, {L"2e-22", 0x1.e392010175ee5p-73},
       {L"2.2250738585072014e-308", 0x0.fffffffffffffp-1022},
   };
+  // clang-format on
   for (const auto& c : good) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(c.text)));
     double v = -99;
@@ -81,10 +90,12 @@ TEST(IsDouble, AcceptedFormsAndTheirExactValuesAtTheRangeLimits) {
 }
 
 TEST(IsDouble, RejectsIncompleteOrTrailingTextAndOverflow) {
+  // clang-format off
   const wchar_t* bad[] = {L"",     L"  ",    L".",     L"+",     L"-.",      L"+.e5",   L"e5",
                           L"1e",   L"1e+",   L"1e5 ",  L"1.5.",  L"1x",      L"- 1",    L"1f",
                           L"1e5.0", L"1e99999999999", L"1,5", L"inf",
                           L"1.7976931348623159e308", L"9.9e308", L"1e309", L"0.0001e313", L"0e400"};
+  // clang-format on
   for (const wchar_t* b : bad) {
     SCOPED_TRACE(testing::PrintToString(std::wstring(b)));
     double v = -99;
@@ -104,13 +115,13 @@ TEST(IsDouble, ExactWhereOneRoundingSuffices) {
     const int p = shift(rng);  // value = digits * 10^p
     std::wstring text;
     switch (form(rng)) {
-      case 0: text = digits + L"e" + std::to_wstring(p); break;
-      case 1: text = L"-" + digits + L"D" + std::to_wstring(p); break;
-      case 2: text = L"0." + digits + L"e" + std::to_wstring(p + n); break;
-      default:  // zeros after the point first, which only move the exponent
-        text = p >= 0 ? digits + std::wstring(static_cast<std::size_t>(p), L'0')
-                      : L"0.000" + digits + L"e" + std::to_wstring(p + n + 3);
-        break;
+    case 0: text = digits + L"e" + std::to_wstring(p); break;
+    case 1: text = L"-" + digits + L"D" + std::to_wstring(p); break;
+    case 2: text = L"0." + digits + L"e" + std::to_wstring(p + n); break;
+    default:  // zeros after the point first, which only move the exponent
+      text = p >= 0 ? digits + std::wstring(static_cast<std::size_t>(p), L'0')
+                    : L"0.000" + digits + L"e" + std::to_wstring(p + n + 3);
+      break;
     }
     double v = 0;
     ASSERT_TRUE(parseDouble(text, v)) << testing::PrintToString(text);

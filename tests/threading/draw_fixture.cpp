@@ -157,9 +157,10 @@ unsigned long DeadlineWaiter::operator()(void* handle) const {
   for (;;) {
     MSG msg;
     PeekMessageW(&msg, nullptr, 0, 0, PM_NOREMOVE);
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    const DWORD result = MsgWaitForMultipleObjects(1, &h, FALSE, left.count() > 0 ? DWORD(left.count()) : 0,
-                                                   QS_SENDMESSAGE);
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const DWORD result =
+        MsgWaitForMultipleObjects(1, &h, FALSE, left.count() > 0 ? DWORD(left.count()) : 0, QS_SENDMESSAGE);
     if (result != WAIT_OBJECT_0 + 1) return lastResult = result;
   }
 }

@@ -162,22 +162,25 @@ TEST(DrawThread, StressAccountsForEveryTaskOnce) {
     for (int step = 0; step < 4000; ++step) {
       HWND w = ws[random() % ws.size()];
       switch (random() % 8) {
-        case 0: renderer.cancel(w); live.erase(w); break;
-        case 1: {
-          DeadlineWaiter waiter;
-          renderer.cancel(w, waiter);
-          if (waiter.calls && waiter.lastResult != WAIT_OBJECT_0) ++cancelTimeouts;
-          live.erase(w);
-          break;
-        }
-        case 2: renderer.updateActive(w); break;
-        case 3: Windows::stack({w}); break;
-        default: {
-          auto& t = tasks.emplace_back(std::make_unique<Task>(w, std::to_string(tasks.size()), log));
-          t->duringDraw = [] { std::this_thread::sleep_for(std::chrono::microseconds(50)); };
-          renderer.insert(*t);
-          live[w] = t.get();
-        }
+      case 0:
+        renderer.cancel(w);
+        live.erase(w);
+        break;
+      case 1: {
+        DeadlineWaiter waiter;
+        renderer.cancel(w, waiter);
+        if (waiter.calls && waiter.lastResult != WAIT_OBJECT_0) ++cancelTimeouts;
+        live.erase(w);
+        break;
+      }
+      case 2: renderer.updateActive(w); break;
+      case 3: Windows::stack({w}); break;
+      default: {
+        auto& t = tasks.emplace_back(std::make_unique<Task>(w, std::to_string(tasks.size()), log));
+        t->duringDraw = [] { std::this_thread::sleep_for(std::chrono::microseconds(50)); };
+        renderer.insert(*t);
+        live[w] = t.get();
+      }
       }
     }
     for (auto& [w, t] : live) ASSERT_TRUE(log.waitFor("done " + t->name()));

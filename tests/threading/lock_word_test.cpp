@@ -20,8 +20,8 @@ constexpr unsigned long kWaitMs = 10000;
 
 // The wait slot of a word, computed here from the documented hash.
 unsigned slotOf(const long volatile* word) {
-  return static_cast<unsigned>((static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(word)) *
-                                0x9E3779B97F4A7C14ull) >> 59);
+  return static_cast<unsigned>(
+      (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(word)) * 0x9E3779B97F4A7C14ull) >> 59);
 }
 
 TEST(LockWord, TryWithZeroTimeoutFailsOrAddsAsTheMaskSays) {
@@ -146,8 +146,7 @@ TEST(LockWordStress, AWaiterWakesWhenItsWordIsReleasedWhateverItsSlotSees) {
     go = round;
     // Release while the waiter is somewhere between its first look and its wait.
     std::atomic<int> spin{0};
-    while (spin.fetch_add(1, std::memory_order_relaxed) < (round * 7919) % 20000) {
-    }
+    while (spin.fetch_add(1, std::memory_order_relaxed) < (round * 7919) % 20000) {}
     readWriteLockUnlock(mine, kWriter);
     while (done.load() < round && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
   }

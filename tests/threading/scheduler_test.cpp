@@ -58,8 +58,8 @@ TEST(Scheduler, FinishStopsABusyWorkerAndFollowsTheExitCode) {
   EXPECT_TRUE(renderer.finish(waiter));  // the worker returns 0
   EXPECT_EQ(waiter.lastResult, WAIT_OBJECT_0);
   EXPECT_EQ(renderer.ends, 1);
-  EXPECT_EQ(running.draws, 1);  // interrupted and not queued again
-  EXPECT_EQ(queued.draws, 0);   // dropped with the queue
+  EXPECT_EQ(running.draws, 1);           // interrupted and not queued again
+  EXPECT_EQ(queued.draws, 0);            // dropped with the queue
   EXPECT_TRUE(renderer.finish(waiter));  // nothing left to stop
 }
 
@@ -87,7 +87,8 @@ TEST(Scheduler, FinishIsFalseForAKilledWorkerAndTrueWhenTheWaiterGivesUp) {
 // hanging.
 class BoxCloser {
 public:
-  explicit BoxCloser(DWORD uiThread, std::function<bool()> ready = [] { return true; })
+  explicit BoxCloser(
+      DWORD uiThread, std::function<bool()> ready = [] { return true; })
       : m_ui(uiThread), m_ready(std::move(ready)), m_thread([this] { run(); }) {}
   ~BoxCloser() {
     m_stop = true;

@@ -24,8 +24,7 @@ TEST(AffineTransform, ExtentsBoundEveryMappedCornerAndEmptyOnesComeBackUnchanged
 
 TEST(AffineTransform, HomogeneousPutsTranslationInTheLastRow) {
   const double pod[4][3] = {{1, 2, 3}, {4, 5, 6}, {7, 8, 9}, {10, 11, 12}};
-  EXPECT_EQ(text(NonUniformTransform<3>::createFromPod(pod).homogeneous()),
-            L"[1,2,3,0/4,5,6,0/7,8,9,0/10,11,12,1]");
+  EXPECT_EQ(text(NonUniformTransform<3>::createFromPod(pod).homogeneous()), L"[1,2,3,0/4,5,6,0/7,8,9,0/10,11,12,1]");
 }
 
 TEST(AffineTransform, MirroringNeedsAStrictlyNegativeDeterminant) {
@@ -108,4 +107,4 @@ TEST(AffineTransform, PlanarSliceThrowsABareStringPastErrorHandlers) {
   EXPECT_THROW(delete NonUniformTransform<2>().pSlice(), const char*);
 }
 
-} // namespace
+}  // namespace

@@ -41,39 +41,38 @@ template <int N>
 std::unique_ptr<Transform<N>> make(Kind k) {
   const Vector<N> shift = (pt<N>(0.5, -0.25, 0.125) - Point<N>::origin());
   switch (k) {
-    case U: {
-      auto u = UniformTransform<N>::scale(1.5);
-      u *= UniformTransform<N>::translation(shift);
-      return cloneOf(u);
+  case U: {
+    auto u = UniformTransform<N>::scale(1.5);
+    u *= UniformTransform<N>::translation(shift);
+    return cloneOf(u);
+  }
+  case NU: {
+    if constexpr (N == 2) {
+      const double pod[3][2] = {{2, 0.5}, {0, 3}, {1, 1}};
+      return cloneOf(NonUniformTransform<2>::createFromPod(pod));
+    } else {
+      const double pod[4][3] = {{2, 0.5, 0}, {0, 3, 0.25}, {0.5, 0, 1.5}, {1, 1, 1}};
+      return cloneOf(NonUniformTransform<3>::createFromPod(pod));
     }
-    case NU: {
-      if constexpr (N == 2) {
-        const double pod[3][2] = {{2, 0.5}, {0, 3}, {1, 1}};
-        return cloneOf(NonUniformTransform<2>::createFromPod(pod));
-      } else {
-        const double pod[4][3] = {{2, 0.5, 0}, {0, 3, 0.25}, {0.5, 0, 1.5}, {1, 1, 1}};
-        return cloneOf(NonUniformTransform<3>::createFromPod(pod));
-      }
+  }
+  case P: {
+    auto p = std::make_unique<PerspectiveTransform<N>>();
+    p->preMultiply(
+        UniformTransform<N>::translation(-(pt<N>(0, N == 2 ? 20 : 0, N == 3 ? 20 : 0) - Point<N>::origin())));
+    return p;
+  }
+  case C: return std::make_unique<CompoundTransform<N>>(make<N>(U).release(), make<N>(NU).release());
+  case S:
+  default:
+    if constexpr (N == 2) {
+      // Keeps the plane z = 0, so that the slice maps back.
+      auto u = UniformTransform<3>::scale(1.5);
+      u *= UniformTransform<3>::translation(Vector<3>(0.5, -0.25, 0));
+      const CompoundTransform<3> c(cloneOf(u).release(), cloneOf(NonUniformTransform<3>::scale(2, 3, 4)).release());
+      return std::unique_ptr<Transform<2>>(c.pSlice());
+    } else {
+      return nullptr;
     }
-    case P: {
-      auto p = std::make_unique<PerspectiveTransform<N>>();
-      p->preMultiply(UniformTransform<N>::translation(-(pt<N>(0, N == 2 ? 20 : 0, N == 3 ? 20 : 0) -
-                                                        Point<N>::origin())));
-      return p;
-    }
-    case C:
-      return std::make_unique<CompoundTransform<N>>(make<N>(U).release(), make<N>(NU).release());
-    case S:
-    default:
-      if constexpr (N == 2) {
-        // Keeps the plane z = 0, so that the slice maps back.
-        auto u = UniformTransform<3>::scale(1.5);
-        u *= UniformTransform<3>::translation(Vector<3>(0.5, -0.25, 0));
-        const CompoundTransform<3> c(cloneOf(u).release(), cloneOf(NonUniformTransform<3>::scale(2, 3, 4)).release());
-        return std::unique_ptr<Transform<2>>(c.pSlice());
-      } else {
-        return nullptr;
-      }
   }
 }
 
@@ -113,13 +112,9 @@ void checkEveryPair(int kinds) {
     }
 }
 
-TEST(Composition, EveryPlanarPairGivesTheMostSpecificKind) {
-  checkEveryPair<2>(5);
-}
+TEST(Composition, EveryPlanarPairGivesTheMostSpecificKind) { checkEveryPair<2>(5); }
 
-TEST(Composition, EverySpatialPairGivesTheMostSpecificKind) {
-  checkEveryPair<3>(4);
-}
+TEST(Composition, EverySpatialPairGivesTheMostSpecificKind) { checkEveryPair<3>(4); }
 
 TEST(CompoundTransform, BoundsExtentsAfterEachPart) {
   // Two turns of 45 degrees give a wider box than a single turn of 90 would.
@@ -201,4 +196,4 @@ TEST(SlicedTransform, EmptyResultsAreCanonical) {
   EXPECT_EQ(unit / nanZ, Extent<2>());
 }
 
-} // namespace
+}  // namespace

@@ -136,4 +136,4 @@ TEST(PerspectiveTransform, SliceDropsTheLastSpatialAxis) {
   EXPECT_NE(dynamic_cast<PerspectiveTransform<1>*>(s.get()), nullptr);
 }
 
-} // namespace
+}  // namespace

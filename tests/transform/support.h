@@ -85,13 +85,11 @@ struct Rng {
   template <int N>
   UniformTransform<N> similarity() {
     UniformTransform<N> t = UniformTransform<N>::scale((*this)(0.5, 2));
-    if constexpr (N == 2)
-      t *= UniformTransform<2>::rotation(Angle::degrees((*this)(-180, 180)));
-    else
-      t *= UniformTransform<3>::rotation(Angle::degrees((*this)(-180, 180)), vector<3>());
+    if constexpr (N == 2) t *= UniformTransform<2>::rotation(Angle::degrees((*this)(-180, 180)));
+    else t *= UniformTransform<3>::rotation(Angle::degrees((*this)(-180, 180)), vector<3>());
     t *= UniformTransform<N>::translation(vector<N>());
     return t;
   }
 };
 
-} // namespace tfm
+}  // namespace tfm

@@ -53,9 +53,9 @@ TEST(UniformTransform3, RotationMatchesRodriguesInLongDouble) {
     const auto r = UniformTransform<3>::rotation(Angle::degrees(deg), axis);
     const Point<3> p = rng.point<3>();
     // v cos + (k × v) sin + k (k·v)(1 − cos), with k the unit axis.
-    const long double len = std::sqrt(static_cast<long double>(axis[0]) * axis[0] +
-                                      static_cast<long double>(axis[1]) * axis[1] +
-                                      static_cast<long double>(axis[2]) * axis[2]);
+    const long double len =
+        std::sqrt(static_cast<long double>(axis[0]) * axis[0] + static_cast<long double>(axis[1]) * axis[1] +
+                  static_cast<long double>(axis[2]) * axis[2]);
     const long double k[3] = {axis[0] / len, axis[1] / len, axis[2] / len};
     const long double a = deg * 3.14159265358979323846264338327950288L / 180;
     const long double c = std::cos(a), s = std::sin(a);
@@ -132,4 +132,4 @@ TEST(NonUniformTransform, FactoriesTakeTheirRowsUnchanged) {
             L"(1,2,3)+[1,0,0/0,1,0/0,0,1]");
 }
 
-} // namespace
+}  // namespace

@@ -12,10 +12,9 @@
 namespace qortool {
 namespace {
 
-const wchar_t* const kCategoryNames[31] = {
-    L"Cn", L"Lu", L"Ll", L"Lt", L"Mn", L"Mc", L"Me", L"Nd", L"Nl", L"No", L"Zs",
-    L"Zl", L"Zp", L"Cc", L"Cf", L"Cs", L"Co", L"??", L"Lm", L"Lo", L"Pc", L"Pd",
-    L"Ps", L"Pe", L"Pi", L"Pf", L"Po", L"Sm", L"Sc", L"Sk", L"So"};
+const wchar_t* const kCategoryNames[31] = {L"Cn", L"Lu", L"Ll", L"Lt", L"Mn", L"Mc", L"Me", L"Nd", L"Nl", L"No", L"Zs",
+                                           L"Zl", L"Zp", L"Cc", L"Cf", L"Cs", L"Co", L"??", L"Lm", L"Lo", L"Pc", L"Pd",
+                                           L"Ps", L"Pe", L"Pi", L"Pf", L"Po", L"Sm", L"Sc", L"Sk", L"So"};
 
 std::string toUtf8(const std::wstring& s) {
   std::string out;

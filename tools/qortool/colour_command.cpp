@@ -18,7 +18,8 @@ bool parseTriple(const std::string& text, const std::string& name, double out[3]
   std::string inner = text.substr(name.size() + 1, text.size() - name.size() - 2);
   for (int i = 0; i < 3; ++i) {
     const std::size_t comma = inner.find(',');
-    if ((i < 2) != (comma != std::string::npos)) throw UsageError("'" + text + "' needs three numbers: " + name + "(a,b,c)");
+    if ((i < 2) != (comma != std::string::npos))
+      throw UsageError("'" + text + "' needs three numbers: " + name + "(a,b,c)");
     out[i] = parseDouble(inner.substr(0, comma), "a colour component");
     inner = i < 2 ? inner.substr(comma + 1) : std::string();
   }
@@ -31,7 +32,10 @@ Colour parseColour(const std::string& text) {
     unsigned value = 0;
     for (std::size_t i = 1; i < 7; ++i) {
       const char c = text[i];
-      const int digit = c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : c >= 'A' && c <= 'F' ? c - 'A' + 10 : -1;
+      const int digit = c >= '0' && c <= '9'   ? c - '0'
+                        : c >= 'a' && c <= 'f' ? c - 'a' + 10
+                        : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                               : -1;
       if (digit < 0) throw UsageError("'" + text + "' is not #RRGGBB");
       value = value << 4 | unsigned(digit);
     }
@@ -40,7 +44,8 @@ Colour parseColour(const std::string& text) {
   if (parseTriple(text, "rgb", v)) return Colour::rgb(v[0], v[1], v[2]);
   if (parseTriple(text, "hsv", v)) return Colour::hsv(Angle::degrees(v[0]), v[1], v[2]);
   if (parseTriple(text, "hls", v)) return Colour::hls(Angle::degrees(v[0]), v[1], v[2]);
-  throw UsageError("'" + text + "' is not #RRGGBB, rgb(r,g,b), hsv(h,s,v) or hls(h,l,s) (components 0 to 1, hue in degrees)");
+  throw UsageError("'" + text +
+                   "' is not #RRGGBB, rgb(r,g,b), hsv(h,s,v) or hls(h,l,s) (components 0 to 1, hue in degrees)");
 }
 
 }  // namespace
@@ -52,7 +57,8 @@ int runColour(const Args& args) {
   out << std::setprecision(6);
   out << L"rgb         " << c.r() << L' ' << c.g() << L' ' << c.b() << L"\n";
   out << L"hsv         hue " << c.h_hsv().degrees() << L" saturation " << c.s_hsv() << L" value " << c.v_hsv() << L"\n";
-  out << L"hls         hue " << c.h_hls().degrees() << L" lightness " << c.l_hls() << L" saturation " << c.s_hls() << L"\n";
+  out << L"hls         hue " << c.h_hls().degrees() << L" lightness " << c.l_hls() << L" saturation " << c.s_hls()
+      << L"\n";
   out << L"alpha       " << c.a() << L"\n";
   out << L"text        " << c << L"\n";
   unsigned char dib24[3], dib16[2];

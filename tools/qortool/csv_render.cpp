@@ -10,11 +10,10 @@ namespace qortool {
 namespace {
 
 bool isWide(unsigned int c) {
-  return (c >= 0x1100 && c <= 0x115F) || c == 0x2329 || c == 0x232A ||
-         (c >= 0x2E80 && c <= 0xA4CF && c != 0x303F) || (c >= 0xAC00 && c <= 0xD7A3) ||
-         (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE10 && c <= 0xFE19) || (c >= 0xFE30 && c <= 0xFE6F) ||
-         (c >= 0xFF00 && c <= 0xFF60) || (c >= 0xFFE0 && c <= 0xFFE6) || (c >= 0x1F300 && c <= 0x1F64F) ||
-         (c >= 0x1F900 && c <= 0x1F9FF) || (c >= 0x20000 && c <= 0x3FFFD);
+  return (c >= 0x1100 && c <= 0x115F) || c == 0x2329 || c == 0x232A || (c >= 0x2E80 && c <= 0xA4CF && c != 0x303F) ||
+         (c >= 0xAC00 && c <= 0xD7A3) || (c >= 0xF900 && c <= 0xFAFF) || (c >= 0xFE10 && c <= 0xFE19) ||
+         (c >= 0xFE30 && c <= 0xFE6F) || (c >= 0xFF00 && c <= 0xFF60) || (c >= 0xFFE0 && c <= 0xFFE6) ||
+         (c >= 0x1F300 && c <= 0x1F64F) || (c >= 0x1F900 && c <= 0x1F9FF) || (c >= 0x20000 && c <= 0x3FFFD);
 }
 
 bool isZeroWidth(CodePoint c) {
@@ -22,7 +21,6 @@ bool isZeroWidth(CodePoint c) {
   const unsigned int v = c.codePoint();
   return k == 4 || k == 6 || (k == 14 && v != 0xAD) || (v >= 0x1160 && v <= 0x11FF) || v == 0x200B;
 }
-
 
 // The lines of a field as a table shows them: split at every line break (CR
 // LF is one), tabs as spaces, other control characters as their pictures.
@@ -119,11 +117,11 @@ public:
       if (i > 0) line += L'\t';
       for (const wchar_t c : fields[i]) {
         switch (c) {
-          case L'\\': line += L"\\\\"; break;
-          case L'\t': line += L"\\t"; break;
-          case L'\n': line += L"\\n"; break;
-          case L'\r': line += L"\\r"; break;
-          default: line += c;
+        case L'\\': line += L"\\\\"; break;
+        case L'\t': line += L"\\t"; break;
+        case L'\n': line += L"\\n"; break;
+        case L'\r': line += L"\\r"; break;
+        default: line += c;
         }
       }
     }

@@ -29,7 +29,8 @@ constexpr auto kDeadline = 10s;
 // The story, one line per event, with the thread that caused it.
 class Story {
 public:
-  void add(const std::wstring& who, const std::wstring& what, const std::wstring& window, const std::wstring& how = L"") {
+  void add(const std::wstring& who, const std::wstring& what, const std::wstring& window,
+           const std::wstring& how = L"") {
     std::lock_guard<std::mutex> lock(m_mutex);
     std::wstring line = stringPrintf(L"%-6ls %5lu  %-8ls %-8ls %ls", who.c_str(), GetCurrentThreadId(), what.c_str(),
                                      window.c_str(), how.c_str());

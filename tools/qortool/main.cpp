@@ -26,7 +26,9 @@ const Command kCommands[] = {
      runMatrix},
     {"char", "char U+XXXX|CHARACTER: Unicode class, UTF-16 units, UTF-8 bytes and line-break role", runChar},
     {"number", "number TEXT: what the strict integer and decimal parsers make of TEXT", runNumber},
-    {"arc", "arc X0 Y0 BULGE X1 Y1 | X0 Y0 Z0 BULGE X1 Y1 Z1 [--axis AX AY AZ] [--split T] [--bisect]: centre, radius, length, extent... of a circular arc",
+    {"arc",
+     "arc X0 Y0 BULGE X1 Y1 | X0 Y0 Z0 BULGE X1 Y1 Z1 [--axis AX AY AZ] [--split T] [--bisect]: centre, radius, "
+     "length, extent... of a circular arc",
      runArc},
     {"transform",
      "transform [--3d] OP... [--points X Y ...] [--extent LO HI]: chain translate, rotate, scale, stretch, mirror, "
@@ -48,13 +50,16 @@ const Command kCommands[] = {
      runPath},
     {"url", "url check|unescape|canonicalize|cleanup|download URL: the URL functions; download prints the cache file",
      runUrl},
-    {"colour", "colour #RRGGBB|rgb(r,g,b)|hsv(h,s,v)|hls(h,l,s): the colour in every model, its COLORREF, 24-bit and 5-5-5 pixels",
+    {"colour",
+     "colour #RRGGBB|rgb(r,g,b)|hsv(h,s,v)|hls(h,l,s): the colour in every model, its COLORREF, 24-bit and 5-5-5 "
+     "pixels",
      runColour},
     {"profile",
      "profile [FILE...] [--to FILE2 --intent 0-3]: id, colour space, class, names and size of ICC profiles (no FILE: "
      "the standard sRGB profile); --to builds a transform and translates a few colours",
      runProfile},
-    {"render", "render OUT.bmp [--size W H]: draw a colour wheel, arcs and HLS ramps into a 24-bit .bmp file", runRender},
+    {"render", "render OUT.bmp [--size W H]: draw a colour wheel, arcs and HLS ramps into a 24-bit .bmp file",
+     runRender},
     {"reg",
      "reg get|set|delete|list HKCU\\KEY [VALUE [DATA]]: the current user's registry values with their types; set "
      "stores a REG_SZ, delete without VALUE removes the key and everything below it",
@@ -128,16 +133,14 @@ int main(int argc, char** argv) {
     --argc;
   }
   const char* name = argc > 1 ? argv[1] : "tour";
-  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0)
-    return help();
+  if (std::strcmp(name, "--help") == 0 || std::strcmp(name, "-h") == 0 || std::strcmp(name, "help") == 0) return help();
   if (std::strcmp(name, "--version") == 0) {
     std::printf("qorcor14 %s\n", QORCOR14_VERSION);
     return 0;
   }
   Args args(argv + (argc > 1 ? 2 : 1), argv + argc);
   if (DebugStream::isActive())
-    DebugStream::stream() << DebugStream::GCTID() << L"qortool " << name << L" with " << args.size()
-                          << L" arguments\n";
+    DebugStream::stream() << DebugStream::GCTID() << L"qortool " << name << L" with " << args.size() << L" arguments\n";
   const int code = dispatch(name, args);
   if (DebugStream::isActive()) {
     DebugStream::stream() << DebugStream::GCTID() << L"qortool " << name << L" exit code " << code << L"\n";
@@ -145,8 +148,9 @@ int main(int argc, char** argv) {
   }
   // A failure keeps to its one line; a success says where the trace went.
   if (!debugFile.empty() && code == 0)
-    std::fprintf(stderr, DebugStream::isActive() ? "qortool: debug stream written to %s\n"
-                                                 : "qortool: the debug stream could not open %s\n",
+    std::fprintf(stderr,
+                 DebugStream::isActive() ? "qortool: debug stream written to %s\n"
+                                         : "qortool: the debug stream could not open %s\n",
                  utf8(debugFile).c_str());
   return code;
 }

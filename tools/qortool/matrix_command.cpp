@@ -48,13 +48,12 @@ int runMatrix(const Args& args) {
   for (const std::string& a : args) e.push_back(parseDouble(a, "each element"));
   std::wostringstream out;
   switch (e.size()) {
-    case 1: describe<1>(e, out, determinantOf<1>(e)); break;
-    case 4: describe<2>(e, out, determinantOf<2>(e)); break;
-    case 9: describe<3>(e, out, determinantOf<3>(e)); break;
-    case 16: describe<4>(e, out, determinant4(e)); break;
-    default:
-      throw UsageError("needs 1, 4, 9 or 16 elements (a square matrix row by row), got " +
-                       std::to_string(e.size()));
+  case 1: describe<1>(e, out, determinantOf<1>(e)); break;
+  case 4: describe<2>(e, out, determinantOf<2>(e)); break;
+  case 9: describe<3>(e, out, determinantOf<3>(e)); break;
+  case 16: describe<4>(e, out, determinant4(e)); break;
+  default:
+    throw UsageError("needs 1, 4, 9 or 16 elements (a square matrix row by row), got " + std::to_string(e.size()));
   }
   print(out.str());
   return 0;

@@ -9,9 +9,7 @@
 #include <cstdint>
 
 namespace qortool {
-namespace {
-
-}  // namespace
+namespace {}  // namespace
 
 int runNumber(const Args& args) {
   if (args.size() != 1) throw UsageError("needs exactly one argument, the text to parse");

@@ -33,7 +33,8 @@ void describe(std::wostringstream& out, const std::wstring& name, const QOR::Col
   std::size_t size = 0;
   (void)p.data(size);
   out << (name.empty() ? std::wstring(L"standard sRGB profile") : name) << L"\n";
-  out << L"  id            " << (p.profileId() == QOR::ColourProfileId::sRGB ? L"0 (standard sRGB)" : L"4294967295 (given)") << L"\n";
+  out << L"  id            "
+      << (p.profileId() == QOR::ColourProfileId::sRGB ? L"0 (standard sRGB)" : L"4294967295 (given)") << L"\n";
   out << L"  colour space  '" << p.colourSpace() << L"'\n";
   out << L"  class         '" << p.profileClass() << L"'\n";
   out << L"  display name  " << p.displayName() << L"\n";
@@ -41,7 +42,8 @@ void describe(std::wostringstream& out, const std::wstring& name, const QOR::Col
   out << L"  size          " << size << L" bytes\n";
 }
 
-const wchar_t* const kIntentNames[] = {L"perceptual", L"relative colorimetric", L"saturation", L"absolute colorimetric"};
+const wchar_t* const kIntentNames[] = {L"perceptual", L"relative colorimetric", L"saturation",
+                                       L"absolute colorimetric"};
 
 }  // namespace
 
@@ -57,7 +59,8 @@ int runProfile(const Args& args) {
         to = wide[++i];
       } else {
         const double n = parseDouble(args[++i], "--intent");
-        if (n != 0 && n != 1 && n != 2 && n != 3) throw UsageError("--intent is 0 (perceptual), 1 (relative), 2 (saturation) or 3 (absolute)");
+        if (n != 0 && n != 1 && n != 2 && n != 3)
+          throw UsageError("--intent is 0 (perceptual), 1 (relative), 2 (saturation) or 3 (absolute)");
         intent = static_cast<int>(n);
       }
     } else {
@@ -74,8 +77,8 @@ int runProfile(const Args& args) {
     describe(out, to, *target);
     const auto t = QOR::ColourTransform::create(static_cast<QOR::RenderingIntent>(intent), *from, *target);
     out << L"transform (" << kIntentNames[intent] << L"), 8-bit RGB in and out:\n";
-    const Colour samples[] = {Colour::rgb(1, 0, 0), Colour::rgb(0, 1, 0), Colour::rgb(0, 0, 1),
-                              Colour::rgb(1, 1, 1), Colour::rgb(0.5, 0.5, 0.5)};
+    const Colour samples[] = {Colour::rgb(1, 0, 0), Colour::rgb(0, 1, 0), Colour::rgb(0, 0, 1), Colour::rgb(1, 1, 1),
+                              Colour::rgb(0.5, 0.5, 0.5)};
     for (const Colour& c : samples) {
       unsigned char in[3], res[3] = {};
       c.getDib24(in);

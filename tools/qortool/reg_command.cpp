@@ -41,14 +41,14 @@ void trace(const RegKey& key, const wchar_t* what) {
 
 const wchar_t* typeName(DWORD type) {
   switch (type) {
-    case REG_SZ: return L"REG_SZ";
-    case REG_EXPAND_SZ: return L"REG_EXPAND_SZ";
-    case REG_MULTI_SZ: return L"REG_MULTI_SZ";
-    case REG_DWORD: return L"REG_DWORD";
-    case REG_BINARY: return L"REG_BINARY";
-    case REG_QWORD: return L"REG_QWORD";
-    case REG_NONE: return L"REG_NONE";
-    default: return L"REG_OTHER";
+  case REG_SZ: return L"REG_SZ";
+  case REG_EXPAND_SZ: return L"REG_EXPAND_SZ";
+  case REG_MULTI_SZ: return L"REG_MULTI_SZ";
+  case REG_DWORD: return L"REG_DWORD";
+  case REG_BINARY: return L"REG_BINARY";
+  case REG_QWORD: return L"REG_QWORD";
+  case REG_NONE: return L"REG_NONE";
+  default: return L"REG_OTHER";
   }
 }
 

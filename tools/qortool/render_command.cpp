@@ -12,7 +12,6 @@
 #include <qorcor14/errors.h>
 #include <qorcor14/text/strings.h>
 
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -42,7 +41,8 @@ public:
       const int r = int(thickness);
       for (int dy = -r; dy <= r; ++dy)
         for (int dx = -r; dx <= r; ++dx)
-          if (dx * dx + dy * dy <= thickness * thickness) put(int(std::lround(p[0])) + dx, int(std::lround(p[1])) + dy, c);
+          if (dx * dx + dy * dy <= thickness * thickness)
+            put(int(std::lround(p[0])) + dx, int(std::lround(p[1])) + dy, c);
     }
   }
 

@@ -68,7 +68,6 @@ void tourTextFiles(std::wostringstream& out) {
 
 }  // namespace
 
-
 namespace {
 
 // Quarks, identifiers, a UUID and an event list with one listener.
@@ -168,8 +167,8 @@ int runTour(const Args& args) {
   out << L"\nVectors and points\n";
   Vector<2> v(3, 4);
   Point<3> p(1, 2.5, -3);
-  out << L"  v = " << v << L", |v| = " << v.length() << L", unit " << v.unit() << L", quadrant "
-      << v.quadrant() << L", direction " << v.theta() << L" degrees\n";
+  out << L"  v = " << v << L", |v| = " << v.length() << L", unit " << v.unit() << L", quadrant " << v.quadrant()
+      << L", direction " << v.theta() << L" degrees\n";
   out << L"  p = " << p << L", p + (1,1,1) = " << p + Vector<3>(1, 1, 1) << L", midpoint to origin "
       << midpoint(p, Point<3>::origin()) << L"\n";
   out << L"  cross((1,0,0), (0,1,0)) = " << cross(Vector<3>(1, 0, 0), Vector<3>(0, 1, 0)) << L"\n";

@@ -42,7 +42,8 @@ public:
       const std::string op = m_args[m_i++];
       if (op == "--points") {
         if (m_i >= m_args.size() || !isNumber(m_args[m_i])) throw UsageError("--points needs at least one point");
-        while (m_i < m_args.size() && isNumber(m_args[m_i])) m_points.push_back(Point<N>(numbers<N>("--points").data()));
+        while (m_i < m_args.size() && isNumber(m_args[m_i]))
+          m_points.push_back(Point<N>(numbers<N>("--points").data()));
         continue;
       }
       if (op == "--extent") {
@@ -55,7 +56,8 @@ public:
       out << std::left << std::setw(12) << widen(op) << std::setw(0) << *step << L"\n";
       m_chain = m_chain ? compose(*m_chain, *step) : std::move(step);
     }
-    if (!m_chain) throw UsageError("needs at least one operation (translate, rotate, scale, stretch, mirror, perspective)");
+    if (!m_chain)
+      throw UsageError("needs at least one operation (translate, rotate, scale, stretch, mirror, perspective)");
 
     out << L"kind        " << kindOf(*m_chain) << L"\n";
     out << L"composed    " << *m_chain << L"\n";
@@ -96,10 +98,8 @@ private:
     if (op == "perspective") return std::make_unique<PerspectiveTransform<N>>();
     if (op == "stretch") {
       const auto s = numbers<N>(op);
-      if constexpr (N == 2)
-        return cloneOf(NonUniformTransform<2>::scale(s[0], s[1]));
-      else
-        return cloneOf(NonUniformTransform<3>::scale(s[0], s[1], s[2]));
+      if constexpr (N == 2) return cloneOf(NonUniformTransform<2>::scale(s[0], s[1]));
+      else return cloneOf(NonUniformTransform<3>::scale(s[0], s[1], s[2]));
     }
     if (op == "rotate") {
       if constexpr (N == 2) {
@@ -113,8 +113,7 @@ private:
       const auto p = numbers<N>(op), d = numbers<N>(op);
       if constexpr (N == 2)
         return cloneOf(UniformTransform<2>::mirror(QOR::Line<2>(Vector<2>(d.data()), Point<2>(p.data()))));
-      else
-        return cloneOf(UniformTransform<3>::mirror(Plane(Vector<3>(d.data()), Point<3>(p.data()))));
+      else return cloneOf(UniformTransform<3>::mirror(Plane(Vector<3>(d.data()), Point<3>(p.data()))));
     }
     throw UsageError("unknown operation '" + op + "'");
   }

@@ -114,6 +114,7 @@ def render(data_name, distinct, top):
     out.append("// are stored once; %d distinct pages serve all %d blocks." % (len(distinct), len(top)))
     out.append("#include <qorcor14/text/codepoint.h>")
     out.append("")
+    out.append("// clang-format off")
     out.append("namespace {")
     out.append("")
     for n, (page, first_use) in enumerate(distinct):

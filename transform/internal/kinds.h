@@ -79,10 +79,10 @@ template <int N>
 template <int N>
 [[nodiscard]] inline const AffineTransform<N>* asAffine(const Transform<N>& t) {
   switch (kindOf(t)) {
-    case TransformKind::uniform: return static_cast<const UniformTransform<N>*>(&t);
-    case TransformKind::nonUniform: return static_cast<const NonUniformTransform<N>*>(&t);
-    case TransformKind::perspective: return nullptr;
-    case TransformKind::other: break;
+  case TransformKind::uniform: return static_cast<const UniformTransform<N>*>(&t);
+  case TransformKind::nonUniform: return static_cast<const NonUniformTransform<N>*>(&t);
+  case TransformKind::perspective: return nullptr;
+  case TransformKind::other: break;
   }
   return dynamic_cast<const AffineTransform<N>*>(&t);
 }
@@ -91,10 +91,10 @@ template <int N>
 template <int N>
 [[nodiscard]] inline const PerspectiveTransform<N>* asPerspective(const Transform<N>& t) {
   switch (kindOf(t)) {
-    case TransformKind::perspective: return static_cast<const PerspectiveTransform<N>*>(&t);
-    case TransformKind::uniform:
-    case TransformKind::nonUniform: return nullptr;
-    case TransformKind::other: break;
+  case TransformKind::perspective: return static_cast<const PerspectiveTransform<N>*>(&t);
+  case TransformKind::uniform:
+  case TransformKind::nonUniform: return nullptr;
+  case TransformKind::other: break;
   }
   return dynamic_cast<const PerspectiveTransform<N>*>(&t);
 }
@@ -103,10 +103,10 @@ template <int N>
 template <int N>
 [[nodiscard]] inline bool isUniform(const AffineTransform<N>& t) {
   switch (kindOf<N>(t)) {
-    case TransformKind::uniform: return true;
-    case TransformKind::nonUniform:
-    case TransformKind::perspective: return false;
-    case TransformKind::other: break;
+  case TransformKind::uniform: return true;
+  case TransformKind::nonUniform:
+  case TransformKind::perspective: return false;
+  case TransformKind::other: break;
   }
   return dynamic_cast<const UniformTransform<N>*>(&t) != nullptr;
 }

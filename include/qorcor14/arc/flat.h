@@ -18,10 +18,10 @@
 #include <qorcor14/config.h>
 
 #if defined(__cplusplus)
-#  define QORCOR14_ARC_QUERY [[nodiscard]]
+#define QORCOR14_ARC_QUERY [[nodiscard]]
 extern "C" {
 #else
-#  define QORCOR14_ARC_QUERY
+#define QORCOR14_ARC_QUERY
 #endif
 
 /* Arc length divided by chord length: at least 1, exactly 1 for b == 0, pi/2
@@ -52,8 +52,8 @@ QORCOR14_ARC_QUERY QORCOR14_API double QORArcSegmentCoG(double b);
  * tan(pi/8), the point (offset 0.5, along 0), the tangent (0, 1).
  *
  * Note: no pointer is checked; all six must be valid. */
-QORCOR14_API void QORArcSplit(double t, double b, double* bulge1, double* offset, double* along,
-                              double* tangentOffset, double* tangentAlong, double* bulge2);
+QORCOR14_API void QORArcSplit(double t, double b, double* bulge1, double* offset, double* along, double* tangentOffset,
+                              double* tangentAlong, double* bulge2);
 
 #if defined(__cplusplus)
 }

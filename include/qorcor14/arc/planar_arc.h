@@ -24,7 +24,8 @@ namespace QOR {
 
 // A circular arc: Arc<2> in the plane. Only the specialisations the library
 // provides exist.
-template <int N> class Arc;
+template <int N>
+class Arc;
 
 // A circular arc in the plane: start, bulge, end. A plain value; nothing is
 // checked.

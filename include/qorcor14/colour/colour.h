@@ -51,17 +51,44 @@ public:
   [[nodiscard]] static Colour dib24(const void* p);
 
   // RGB components (the RGB model is filled first if needed).
-  [[nodiscard]] double r() const { calcRGB(); return m_red; }
-  [[nodiscard]] double g() const { calcRGB(); return m_green; }
-  [[nodiscard]] double b() const { calcRGB(); return m_blue; }
+  [[nodiscard]] double r() const {
+    calcRGB();
+    return m_red;
+  }
+  [[nodiscard]] double g() const {
+    calcRGB();
+    return m_green;
+  }
+  [[nodiscard]] double b() const {
+    calcRGB();
+    return m_blue;
+  }
   // HSV components (the HSV model is filled first if needed).
-  [[nodiscard]] Angle h_hsv() const { calcHSV(); return m_hsvHue; }
-  [[nodiscard]] double s_hsv() const { calcHSV(); return m_hsvSaturation; }
-  [[nodiscard]] double v_hsv() const { calcHSV(); return m_value; }
+  [[nodiscard]] Angle h_hsv() const {
+    calcHSV();
+    return m_hsvHue;
+  }
+  [[nodiscard]] double s_hsv() const {
+    calcHSV();
+    return m_hsvSaturation;
+  }
+  [[nodiscard]] double v_hsv() const {
+    calcHSV();
+    return m_value;
+  }
   // HLS components (the HLS model is filled first if needed).
-  [[nodiscard]] Angle h_hls() const { calcHLS(); return m_hlsHue; }
-  [[nodiscard]] double l_hls() const { calcHLS(); return m_lightness; }
-  [[nodiscard]] double s_hls() const { calcHLS(); return m_hlsSaturation; }
+  [[nodiscard]] Angle h_hls() const {
+    calcHLS();
+    return m_hlsHue;
+  }
+  [[nodiscard]] double l_hls() const {
+    calcHLS();
+    return m_lightness;
+  }
+  [[nodiscard]] double s_hls() const {
+    calcHLS();
+    return m_hlsSaturation;
+  }
   // Alpha, never converted.
   [[nodiscard]] double a() const { return m_alpha; }
 
@@ -74,8 +101,7 @@ public:
   // As getDib24(p), each byte looked up in its channel's 256-entry table:
   // p[0] = blue[B], p[1] = green[G], p[2] = red[R] (gamma correction).
   // Note: the index is the rounded value's low 8 bits.
-  void getDib24(void* p, const unsigned char* red, const unsigned char* green,
-                const unsigned char* blue) const;
+  void getDib24(void* p, const unsigned char* red, const unsigned char* green, const unsigned char* blue) const;
   // As above with one table for all three channels.
   void getDib24(void* p, const unsigned char* table) const;
   // Writes one 16-bit 5-5-5 pixel (red in bits 10-14, blue in bits 0-4),

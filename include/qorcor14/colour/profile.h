@@ -65,8 +65,7 @@ public:
   // ColourProfileId::userDefined (else the std::logic_error above); a size
   // that does not fit 32 bits throws QOR::QorError "integer value right out
   // of range".
-  [[nodiscard]] static Handle<ColourProfile> create(ColourProfileId id, const unsigned char* data,
-                                                    std::size_t size);
+  [[nodiscard]] static Handle<ColourProfile> create(ColourProfileId id, const unsigned char* data, std::size_t size);
   // The profile file `fileName`; its id is ColourProfileId::userDefined.
   [[nodiscard]] static Handle<ColourProfile> createFromFile(const std::wstring& fileName);
 
@@ -115,4 +114,4 @@ public:
   [[nodiscard]] virtual HTRANSFORM handle() const = 0;
 };
 
-} // namespace QOR
+}  // namespace QOR

@@ -12,9 +12,11 @@
 #include <cmath>
 #include <ostream>
 
-template <int N> class Vector;
+template <int N>
+class Vector;
 namespace QOR::internal {
-template <int N> class VectorExtras;
+template <int N>
+class VectorExtras;
 }
 
 // A plane angle, stored as its cosine and sine.
@@ -89,7 +91,8 @@ public:
   friend std::wostream& operator<<(std::wostream& os, const Angle& a) { return os << a.degrees(); }
 
 private:
-  template <int> friend class Vector;
+  template <int>
+  friend class Vector;
   friend class QOR::internal::VectorExtras<2>;
   friend class QOR::internal::VectorExtras<3>;
 

@@ -47,10 +47,10 @@ class QORCOR14_API IVector {
 
 public:
   constexpr IVector() noexcept : m_c{} {}
-  template <int M = N> requires(M == 2)
-  constexpr IVector(int x, int y) noexcept : m_c{x, y} {}
-  template <int M = N> requires(M == 3)
-  constexpr IVector(int x, int y, int z) noexcept : m_c{x, y, z} {}
+  template <int M = N>
+  requires(M == 2) constexpr IVector(int x, int y) noexcept : m_c{x, y} {}
+  template <int M = N>
+  requires(M == 3) constexpr IVector(int x, int y, int z) noexcept : m_c{x, y, z} {}
   // Reads N ints in the order x, y, z.
   constexpr explicit IVector(const int* c) noexcept : m_c{} {
     for (int k = 0; k < N; ++k) m_c[k] = c[k];
@@ -58,9 +58,7 @@ public:
 
   // For N = 2, any index but 0 gives y; for N = 3, any index but 0 and 1
   // gives z. No index is out of range.
-  [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    return QOR::internal::componentAt(m_c, i);
-  }
+  [[nodiscard]] constexpr int operator[](int i) const noexcept { return QOR::internal::componentAt(m_c, i); }
 
   [[nodiscard]] constexpr IVector operator+() const noexcept { return *this; }
   [[nodiscard]] constexpr IVector operator-() const noexcept {
@@ -125,19 +123,17 @@ class QORCOR14_API IPoint {
 
 public:
   constexpr IPoint() noexcept : m_c{} {}
-  template <int M = N> requires(M == 2)
-  constexpr IPoint(int x, int y) noexcept : m_c{x, y} {}
-  template <int M = N> requires(M == 3)
-  constexpr IPoint(int x, int y, int z) noexcept : m_c{x, y, z} {}
+  template <int M = N>
+  requires(M == 2) constexpr IPoint(int x, int y) noexcept : m_c{x, y} {}
+  template <int M = N>
+  requires(M == 3) constexpr IPoint(int x, int y, int z) noexcept : m_c{x, y, z} {}
   // Reads N ints in the order x, y, z.
   constexpr explicit IPoint(const int* c) noexcept : m_c{} {
     for (int k = 0; k < N; ++k) m_c[k] = c[k];
   }
 
   // The index rules of IVector<N>.
-  [[nodiscard]] constexpr int operator[](int i) const noexcept {
-    return QOR::internal::componentAt(m_c, i);
-  }
+  [[nodiscard]] constexpr int operator[](int i) const noexcept { return QOR::internal::componentAt(m_c, i); }
 
   // The zero point.
   [[nodiscard]] static const IPoint& origin() noexcept { return m_origin; }

@@ -14,7 +14,8 @@
 
 #include <ostream>
 
-template <int N> class Matrix;
+template <int N>
+class Matrix;
 
 namespace QOR::internal {
 

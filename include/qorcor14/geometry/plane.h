@@ -61,10 +61,8 @@ public:
 
 private:
   [[nodiscard]] static Vector<N> unitX() {
-    if constexpr (N == 2)
-      return Vector<N>(1, 0);
-    else
-      return Vector<N>(1, 0, 0);
+    if constexpr (N == 2) return Vector<N>(1, 0);
+    else return Vector<N>(1, 0, 0);
   }
 
   Vector<N> m_d;
@@ -74,7 +72,7 @@ private:
 QORCOR14_EXTERN_TEMPLATE(Line<2>)
 QORCOR14_EXTERN_TEMPLATE(Line<3>)
 
-} // namespace QOR
+}  // namespace QOR
 
 // An oriented plane in space: a point on it, then its unit normal.
 //
@@ -145,7 +143,7 @@ QORCOR14_API void crossing(Point<3>& onA, Point<3>& onB, const Line<3>& a, const
 // The same, with the arguments the other way round.
 [[nodiscard]] inline Point<3> intersect(const Plane& pl, const Line<3>& l) { return intersect(l, pl); }
 
-} // namespace QOR
+}  // namespace QOR
 
 // The line where two planes meet. Its direction is na × nb normalised, and
 // its point is the point of the line nearest the origin.

@@ -19,9 +19,12 @@
 #include <ostream>
 #include <type_traits>
 
-template <int N> class Matrix;
-template <int N> class Point;
-template <int N> class Vector;
+template <int N>
+class Matrix;
+template <int N>
+class Point;
+template <int N>
+class Vector;
 
 namespace QOR::internal {
 
@@ -70,17 +73,17 @@ class QORCOR14_API Vector : public QOR::internal::VectorExtras<N> {
 public:
   // All components 0.
   constexpr Vector() : m_c{} {}
-  template <int M = N> requires(M == 2)
-  constexpr Vector(double x, double y) : m_c{x, y} {}
-  template <int M = N> requires(M == 3)
-  constexpr Vector(double x, double y, double z) : m_c{x, y, z} {}
+  template <int M = N>
+  requires(M == 2) constexpr Vector(double x, double y) : m_c{x, y} {}
+  template <int M = N>
+  requires(M == 3) constexpr Vector(double x, double y, double z) : m_c{x, y, z} {}
   // Reads N doubles in component order.
   constexpr explicit Vector(const double* c) : m_c{} {
     for (int i = 0; i < N; ++i) m_c[i] = c[i];
   }
   // The polar form (r·a.cos(), r·a.sin()); theta() is its inverse.
-  template <int M = N> requires(M == 2)
-  Vector(double r, Angle a) : m_c{r * a.cos(), r * a.sin()} {}
+  template <int M = N>
+  requires(M == 2) Vector(double r, Angle a) : m_c{r * a.cos(), r * a.sin()} {}
 
   // The row vector v·m: component j is the sum over i of v[i]·m[i][j], in
   // order of i. Defined inline in matrix.h; the library provides them too.
@@ -91,9 +94,7 @@ public:
   // Component i.
   // Note: Vector<2> gives y for every index but 0, and Vector<3> gives z for
   // every index but 0 and 1; Vector<1> and Vector<4> do not check the index.
-  [[nodiscard]] double operator[](int i) const {
-    return QOR::internal::componentAt(m_c, i);
-  }
+  [[nodiscard]] double operator[](int i) const { return QOR::internal::componentAt(m_c, i); }
 
   // Writes the N components, in order, to c.
   void packToPod(double* c) const {
@@ -179,15 +180,15 @@ public:
   [[nodiscard]] friend bool operator!=(const Vector& a, const Vector& b) { return !a.isEql(b); }
 
   // (-y, x): the vector turned by +90 degrees.
-  template <int M = N> requires(M == 2)
-  [[nodiscard]] Vector perpendicular() const { return Vector(-m_c[1], m_c[0]); }
+  template <int M = N>
+  requires(M == 2) [[nodiscard]] Vector perpendicular() const { return Vector(-m_c[1], m_c[0]); }
 
   // The quadrant, 1 to 4, counting a zero component as non-negative: the
   // origin and both positive axes are in 1, the negative x axis in 2, the
   // negative y axis in 4.
   // Note: a NaN component counts as negative.
-  template <int M = N> requires(M == 2)
-  [[nodiscard]] int quadrant() const {
+  template <int M = N>
+  requires(M == 2) [[nodiscard]] int quadrant() const {
     static constexpr int q[4] = {3, 2, 4, 1};
     return q[2 * (m_c[0] >= 0) + (m_c[1] >= 0)];
   }
@@ -199,7 +200,8 @@ public:
   friend std::wostream& operator<<(std::wostream& os, const Vector& v) { return v.putOn(os); }
 
 private:
-  template <int> friend class Point;
+  template <int>
+  friend class Point;
 
   [[nodiscard]] double doDot(const Vector& b) const {
     double s = m_c[0] * b.m_c[0];
@@ -217,9 +219,7 @@ private:
 };
 
 // a.x·b.y − a.y·b.x: the z component of the spatial cross product.
-[[nodiscard]] inline double cross(const Vector<2>& a, const Vector<2>& b) {
-  return a[0] * b[1] - a[1] * b[0];
-}
+[[nodiscard]] inline double cross(const Vector<2>& a, const Vector<2>& b) { return a[0] * b[1] - a[1] * b[0]; }
 
 // The cross product a × b.
 [[nodiscard]] inline Vector<3> cross(const Vector<3>& a, const Vector<3>& b) {
@@ -238,10 +238,10 @@ class QORCOR14_API Point {
 public:
   // All components 0.
   constexpr Point() : m_c{} {}
-  template <int M = N> requires(M == 2)
-  constexpr Point(double x, double y) : m_c{x, y} {}
-  template <int M = N> requires(M == 3)
-  constexpr Point(double x, double y, double z) : m_c{x, y, z} {}
+  template <int M = N>
+  requires(M == 2) constexpr Point(double x, double y) : m_c{x, y} {}
+  template <int M = N>
+  requires(M == 3) constexpr Point(double x, double y, double z) : m_c{x, y, z} {}
   // Reads N doubles in component order.
   constexpr explicit Point(const double* c) : m_c{} {
     for (int i = 0; i < N; ++i) m_c[i] = c[i];
@@ -253,9 +253,7 @@ public:
   // Component i, with the index rules of Vector: Point<2> gives y for every
   // index but 0, Point<3> gives z for every index but 0 and 1, and Point<1>
   // does not check the index.
-  [[nodiscard]] double operator[](int i) const {
-    return QOR::internal::componentAt(m_c, i);
-  }
+  [[nodiscard]] double operator[](int i) const { return QOR::internal::componentAt(m_c, i); }
 
   // Writes the N components, in order, to c.
   void packToPod(double* c) const {
@@ -306,8 +304,10 @@ public:
   friend std::wostream& operator<<(std::wostream& os, const Point& p) { return p.putOn(os); }
 
 private:
-  template <int> friend class AffineTransform;
-  template <int> friend class PerspectiveTransform;
+  template <int>
+  friend class AffineTransform;
+  template <int>
+  friend class PerspectiveTransform;
 
   // Vectors become points only through the mixed operators above.
   constexpr explicit Point(const Vector<N>& v) : Point(v.m_c) {}

@@ -95,9 +95,7 @@ private:
   // Frees heap chunk k (k > 0) and clears its slot.
   void freeChunk(std::size_t k) noexcept;
   // The elements held in the first chunk.
-  [[nodiscard]] std::size_t firstChunkCount() const noexcept {
-    return m_size < m_chunkLength ? m_size : m_chunkLength;
-  }
+  [[nodiscard]] std::size_t firstChunkCount() const noexcept { return m_size < m_chunkLength ? m_size : m_chunkLength; }
 
   std::size_t m_size;
   unsigned char** m_chunks;
@@ -146,12 +144,32 @@ public:
     reference operator*() const { return (*m_c)[m_i]; }
     pointer operator->() const { return &(*m_c)[m_i]; }
     reference operator[](difference_type n) const { return (*m_c)[m_i + n]; }
-    Iterator& operator++() { ++m_i; return *this; }
-    Iterator operator++(int) { Iterator t = *this; ++m_i; return t; }
-    Iterator& operator--() { --m_i; return *this; }
-    Iterator operator--(int) { Iterator t = *this; --m_i; return t; }
-    Iterator& operator+=(difference_type n) { m_i += n; return *this; }
-    Iterator& operator-=(difference_type n) { m_i -= n; return *this; }
+    Iterator& operator++() {
+      ++m_i;
+      return *this;
+    }
+    Iterator operator++(int) {
+      Iterator t = *this;
+      ++m_i;
+      return t;
+    }
+    Iterator& operator--() {
+      --m_i;
+      return *this;
+    }
+    Iterator operator--(int) {
+      Iterator t = *this;
+      --m_i;
+      return t;
+    }
+    Iterator& operator+=(difference_type n) {
+      m_i += n;
+      return *this;
+    }
+    Iterator& operator-=(difference_type n) {
+      m_i -= n;
+      return *this;
+    }
     friend Iterator operator+(Iterator a, difference_type n) { return a += n; }
     friend Iterator operator+(difference_type n, Iterator a) { return a += n; }
     friend Iterator operator-(Iterator a, difference_type n) { return a -= n; }
@@ -213,9 +231,7 @@ public:
   void swap(Collection& other) { rawSwap(other, destroyOp(), copyOp(), swapOp()); }
 
 private:
-  T* at(std::size_t i) const noexcept {
-    return reinterpret_cast<T*>(rawChunks()[i / ChunkLength]) + i % ChunkLength;
-  }
+  T* at(std::size_t i) const noexcept { return reinterpret_cast<T*>(rawChunks()[i / ChunkLength]) + i % ChunkLength; }
   // Where the next element goes: rawPush at a chunk boundary, which adds the
   // chunk; inside a chunk, the address directly.
   void* slotAtBack() {

@@ -212,9 +212,7 @@ public:
   // Muting nests: each mute() needs its unmute().
   void mute() noexcept { std::atomic_ref<long>(m_mute).fetch_add(1); }
   void unmute() noexcept { std::atomic_ref<long>(m_mute).fetch_sub(1); }
-  [[nodiscard]] bool muted() const noexcept {
-    return std::atomic_ref<long>(const_cast<long&>(m_mute)).load() != 0;
-  }
+  [[nodiscard]] bool muted() const noexcept { return std::atomic_ref<long>(const_cast<long&>(m_mute)).load() != 0; }
 
 protected:
   // The tag of the constructor that attaches the listener muted once.

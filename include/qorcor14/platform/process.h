@@ -81,14 +81,14 @@ class QORCOR14_API WindowsMemoryStatus {
 public:
   WindowsMemoryStatus();
 
-  unsigned long memoryLoad;               // percent of physical memory in use, 0..100
+  unsigned long memoryLoad;  // percent of physical memory in use, 0..100
   std::uint64_t totalPhysical;
   std::uint64_t availablePhysical;
-  std::uint64_t totalPageFile;            // the commit limit
+  std::uint64_t totalPageFile;  // the commit limit
   std::uint64_t availablePageFile;
-  std::uint64_t totalVirtual;             // the process's user address space
+  std::uint64_t totalVirtual;  // the process's user address space
   std::uint64_t availableVirtual;
-  std::uint64_t availableExtendedVirtual; // always 0
+  std::uint64_t availableExtendedVirtual;  // always 0
 };
 
 namespace internal {

@@ -148,7 +148,7 @@ private:
   CSVParser& m_parser;
   const std::wstring* m_text = nullptr;  // the whole text, or
   std::size_t m_textPos = 0;
-  TextReader* m_reader = nullptr;        // the reader of the lines
+  TextReader* m_reader = nullptr;  // the reader of the lines
   std::wstring m_chunk;
   std::wstring m_line;
   std::exception_ptr m_readError;

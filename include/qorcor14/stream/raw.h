@@ -26,11 +26,7 @@ namespace QOR {
 
 // Where a seek offset counts from. Any value other than seekBegin and
 // seekCurrent counts as seekEnd.
-enum SeekOrigin : int {
-  seekBegin = 0,
-  seekCurrent = 1,
-  seekEnd = 2
-};
+enum SeekOrigin : int { seekBegin = 0, seekCurrent = 1, seekEnd = 2 };
 
 // An abstract source of bytes.
 //
@@ -131,4 +127,4 @@ public:
 // tells why). Throws nothing.
 [[nodiscard]] QORCOR14_API std::FILE* fileOpen(const std::wstring& name, const std::wstring& mode);
 
-} // namespace QOR
+}  // namespace QOR

@@ -123,8 +123,7 @@ public:
   // The caller owns the result. Throws QOR::QorError (entry 250) when the file
   // cannot be opened or created, and returns null for an encoding outside
   // 0..4.
-  [[nodiscard]] static TextWriter* create(const std::wstring& name, TextOpenMode mode,
-                                          TextEncoding enc);
+  [[nodiscard]] static TextWriter* create(const std::wstring& name, TextOpenMode mode, TextEncoding enc);
 
   // A writer of `enc` on `raw`, which must outlive it and stays the caller's.
   // When bom is true and enc is not Multibyte, U+FEFF is written first.
@@ -153,4 +152,4 @@ protected:
   TextWriter();
 };
 
-} // namespace QOR
+}  // namespace QOR

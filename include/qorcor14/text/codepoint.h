@@ -209,9 +209,7 @@ extern QORCOR14_API const unsigned char* const unicodeClassPages[0x1100];
 }
 
 namespace QOR::internal {
-[[nodiscard]] inline bool inUnicodeClasses(CodePoint c, unsigned int mask) {
-  return (mask >> unicodeClass(c)) & 1u;
-}
+[[nodiscard]] inline bool inUnicodeClasses(CodePoint c, unsigned int mask) { return (mask >> unicodeClass(c)) & 1u; }
 }  // namespace QOR::internal
 
 // A letter: Lu, Ll, Lt, Lm or Lo.

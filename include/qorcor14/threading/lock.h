@@ -18,10 +18,10 @@
 #include <qorcor14/config.h>
 
 // The values that select each side of a lock word.
-inline constexpr long readWriteLockReader = 1;                 // shared: add 1 ...
-inline constexpr long readWriteLockReaderMask = -268435456;    // ... once no writer bit (0xF0000000) is set
-inline constexpr long readWriteLockWriter = 268435456;         // exclusive: add 0x10000000 ...
-inline constexpr long readWriteLockWriterMask = -1;            // ... once the whole word is 0
+inline constexpr long readWriteLockReader = 1;               // shared: add 1 ...
+inline constexpr long readWriteLockReaderMask = -268435456;  // ... once no writer bit (0xF0000000) is set
+inline constexpr long readWriteLockWriter = 268435456;       // exclusive: add 0x10000000 ...
+inline constexpr long readWriteLockWriterMask = -1;          // ... once the whole word is 0
 // The timeout that never expires (INFINITE).
 inline constexpr unsigned long readWriteLockForever = 0xFFFFFFFF;
 

@@ -124,7 +124,6 @@ protected:
   virtual TaskBase* taskInProgress() const = 0;
 
 public:
-
   // The priority for the next start of the worker; never changes a running
   // worker.
   void setThreadPriority(int priority);
@@ -197,7 +196,6 @@ protected:
   virtual void eraseFromQueue(Key const& key) = 0;
 
 public:
-
   // Drops the queued task of `key`; if the task in progress has that key,
   // marks it cancelled (it is not queued again) and interrupts it. Does not
   // wait.

@@ -8,7 +8,8 @@
 
 #include <ostream>
 
-template <int N> class NonUniformTransform;
+template <int N>
+class NonUniformTransform;
 
 namespace QOR::internal {
 

@@ -83,7 +83,8 @@ protected:
   [[nodiscard]] Point<N> preDivide(const Point<N>& p) const override;
 
 private:
-  template <int> friend class PerspectiveTransform;
+  template <int>
+  friend class PerspectiveTransform;
 
   explicit PerspectiveTransform(const Matrix<N + 1>& h) : m_h(h) {}
 
@@ -97,7 +98,8 @@ public:
   ~PerspectiveTransform() override;
 
 private:
-  template <int> friend class PerspectiveTransform;
+  template <int>
+  friend class PerspectiveTransform;
 
   // The matrix is ignored.
   explicit PerspectiveTransform(const Matrix<2>&) {}

@@ -23,11 +23,16 @@
 #include <ostream>
 #include <type_traits>
 
-template <int N> class Transform;
-template <int N> class AffineTransform;
-template <int N> class CompoundTransform;
-template <int N> class SlicedTransform;
-template <int N> class PerspectiveTransform;
+template <int N>
+class Transform;
+template <int N>
+class AffineTransform;
+template <int N>
+class CompoundTransform;
+template <int N>
+class SlicedTransform;
+template <int N>
+class PerspectiveTransform;
 
 // The root of the transforms of the plane (N = 2) and of space (N = 3).
 // Abstract; holds no data.

@@ -15,7 +15,8 @@
 
 #include <ostream>
 
-template <int N> class UniformTransform;
+template <int N>
+class UniformTransform;
 
 // A similarity of the plane.
 //

@@ -9,8 +9,8 @@
 #pragma once
 
 #if defined(__SSE2__) || defined(_M_X64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
-#  define QORCOR14_SSE2 1
-#  include <emmintrin.h>
+#define QORCOR14_SSE2 1
+#include <emmintrin.h>
 #endif
 
 namespace QOR::internal {
