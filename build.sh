@@ -10,12 +10,15 @@
 #                              build the fuzz targets (ubsan) and run TARGET, or
 #                              each, for N seconds (60); failing inputs go to
 #                              build/fuzz-failures/<target>/
+#   ./build.sh format [--check] format the C++ sources (--check: change nothing,
+#                              fail on any file that differs or on a public
+#                              header that includes what it may not)
 #
 # Missing Debian packages are installed with apt-get first.
 set -euo pipefail
 cd "$(dirname "$0")"
 
-packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil spin)
+packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil spin clang-format)
 
 ensure_packages() {
   local missing=()
@@ -96,6 +99,9 @@ case "$command" in
       rm -f "$marker"
     done
     stop_wine; exit $status ;;
+  format)
+    ensure_packages
+    exec tools/check_sources.sh "$@" ;;
   *)
-    sed -n '2,14p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
+    sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
 esac

@@ -1,4 +1,5 @@
-// The last error kept across a close, out of line for the public owner.
+// The owner's out-of-line parts: the last error kept across a close, and
+// the close of a kernel handle.
 #include <qorcor14/internal/unique_resource.h>
 
 #include <windows.h>
@@ -8,5 +9,7 @@ namespace QOR::internal {
 KeptLastError::KeptLastError() noexcept : m_saved(GetLastError()) {}
 
 KeptLastError::~KeptLastError() { SetLastError(m_saved); }
+
+void HandleTraits::close(type value) noexcept { CloseHandle(value); }
 
 }  // namespace QOR::internal

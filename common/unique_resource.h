@@ -1,9 +1,9 @@
 // The kinds of system resource the library holds privately, each a traits
 // type for the one owner, QOR::internal::UniqueResource
 // (qorcor14/internal/unique_resource.h): kernel handles, colour profiles and
-// transforms, LocalAlloc buffers, BSTRs and C runtime streams. Registry keys
-// and Windows Error Reporting blocks have theirs beside the public classes
-// that hold them (registry.h, process.h).
+// transforms, LocalAlloc buffers, BSTRs and C runtime streams. Kernel handles
+// have theirs beside the owner, and registry keys and Windows Error Reporting
+// blocks beside the public classes that hold them (registry.h, process.h).
 #pragma once
 
 #include <qorcor14/internal/unique_resource.h>
@@ -15,14 +15,6 @@
 #include <cstdio>
 
 namespace QOR::internal {
-
-// Kernel objects (events, threads, files...) closed with CloseHandle.
-// Note: a CreateFileW result must be checked against INVALID_HANDLE_VALUE
-// before it is owned.
-struct HandleTraits : NullIsEmpty<HANDLE> {
-  static void close(type value) noexcept { CloseHandle(value); }
-};
-using UniqueHandle = UniqueResource<HandleTraits>;
 
 // Profiles from OpenColorProfileW, closed with CloseColorProfile.
 struct ColourProfileTraits : NullIsEmpty<HPROFILE> {

@@ -31,7 +31,7 @@ void DrawThread::insert(DrawTask& task) {
     }
     // One entry per window: the newer task replaces a queued one.
     m_hint = m_queue.insert_or_assign(m_hint, key, &task);
-    wake = m_wakeEvent;
+    wake = m_wakeEvent.get();
   }
   if (wake) SetEvent(wake);
 }

@@ -28,14 +28,11 @@ void closeField(void*& field) { UniqueHandle(std::exchange(field, nullptr)); }
 }  // namespace
 
 SchedulerBase::SchedulerBase(int priority)
-    : m_lock(0), m_wakeEvent(nullptr), m_doneEvent(nullptr), m_thread(nullptr), m_cancelled(false),
-      m_priority(priority) {}
+    : m_lock(0), m_doneEvent(nullptr), m_cancelled(false), m_priority(priority) {}
 
-SchedulerBase::~SchedulerBase() {
-  closeField(m_wakeEvent);
-  closeField(m_doneEvent);
-  closeField(m_thread);
-}
+// A done event left in its field (see doCancelCurrentTask) is the
+// scheduler's to close; the other handles close with their owners.
+SchedulerBase::~SchedulerBase() { closeField(m_doneEvent); }
 
 SchedulerBase::SchedulerBase(const SchedulerBase&) : SchedulerBase(0) {
   throw NotImplemented(L"SchedulerBase copy constructor");
@@ -51,29 +48,29 @@ void SchedulerBase::setThreadPriority(int priority) {
 void SchedulerBase::startThread() {
   ReadWriteLockExclusive lock(m_lock);
   DWORD code = 0;
-  if (m_thread && (!GetExitCodeThread(m_thread, &code) || code != STILL_ACTIVE)) {
+  if (m_thread && (!GetExitCodeThread(m_thread.get(), &code) || code != STILL_ACTIVE)) {
     // The dead worker's handles leave the fields before the box shows: the
     // box runs a message loop, and a handler that queues work meanwhile must
     // find the scheduler idle and start the one new worker, not report the
     // dead one again.
-    UniqueHandle deadWake(std::exchange(m_wakeEvent, nullptr));
-    UniqueHandle deadThread(std::exchange(m_thread, nullptr));
+    UniqueHandle deadWake(std::move(m_wakeEvent));
+    UniqueHandle deadThread(std::move(m_thread));
     lock.unlock();
     MessageBoxW(nullptr, L"Thread exited unexpectedly", getWCS(threadName()).c_str(), MB_ICONINFORMATION);
     lock.lock();
   }
   if (m_wakeEvent) return;
-  m_wakeEvent = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+  m_wakeEvent.reset(CreateEventW(nullptr, FALSE, FALSE, nullptr));
   if (!m_wakeEvent || m_thread) return;
   const uintptr_t thread = _beginthreadex(nullptr, kWorkerStackBytes, &SchedulerBase::threadMain, this, 0, nullptr);
   if (thread == 0) {
     // No worker: back to idle, so that the next task tries again.
-    closeField(m_wakeEvent);
+    m_wakeEvent.reset();
     return;
   }
-  m_thread = reinterpret_cast<HANDLE>(thread);
-  SetThreadPriority(m_thread, m_priority);
-  SetThreadPriorityBoost(m_thread, TRUE);
+  m_thread.reset(reinterpret_cast<HANDLE>(thread));
+  SetThreadPriority(m_thread.get(), m_priority);
+  SetThreadPriorityBoost(m_thread.get(), TRUE);
 }
 
 unsigned __stdcall SchedulerBase::threadMain(void* scheduler) {
@@ -95,7 +92,7 @@ unsigned __stdcall SchedulerBase::threadMain(void* scheduler) {
       if (!self->m_wakeEvent) break;
       if (!wake) {
         HANDLE copy = nullptr;
-        if (!DuplicateHandle(GetCurrentProcess(), self->m_wakeEvent, GetCurrentProcess(), &copy, 0, FALSE,
+        if (!DuplicateHandle(GetCurrentProcess(), self->m_wakeEvent.get(), GetCurrentProcess(), &copy, 0, FALSE,
                              DUPLICATE_SAME_ACCESS))
           break;
         wake = UniqueHandle(copy);
@@ -166,19 +163,19 @@ bool SchedulerBase::finish(Waiter const& waiter) {
       task->interrupt();
     }
     if (m_wakeEvent) {
-      UniqueHandle wake(std::exchange(m_wakeEvent, nullptr));
+      UniqueHandle wake(std::move(m_wakeEvent));
       SetEvent(wake.get());
     }
   }
   bool result = true;
   if (m_thread) {
     // A low-priority worker must not keep the caller waiting.
-    SetThreadPriority(m_thread, GetThreadPriority(GetCurrentThread()));
-    if (waiter(m_thread) == WAIT_OBJECT_0) {
+    SetThreadPriority(m_thread.get(), GetThreadPriority(GetCurrentThread()));
+    if (waiter(m_thread.get()) == WAIT_OBJECT_0) {
       DWORD code = 0;
-      result = GetExitCodeThread(m_thread, &code) && code == 0;
+      result = GetExitCodeThread(m_thread.get(), &code) && code == 0;
     }
-    closeField(m_thread);
+    m_thread.reset();
   }
   return result;
 }

@@ -97,4 +97,12 @@ struct NullIsEmpty {
   static constexpr type invalid() noexcept { return nullptr; }
 };
 
+// Kernel objects (events, threads, files...) closed with CloseHandle.
+// Note: a CreateFileW result must be checked against INVALID_HANDLE_VALUE
+// before it is owned.
+struct HandleTraits : NullIsEmpty<void*> {
+  QORCOR14_API static void close(type value) noexcept;
+};
+using UniqueHandle = UniqueResource<HandleTraits>;
+
 }  // namespace QOR::internal

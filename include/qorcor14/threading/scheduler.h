@@ -15,6 +15,7 @@
 #pragma once
 
 #include <qorcor14/config.h>
+#include <qorcor14/internal/unique_resource.h>
 #include <qorcor14/threading/lock.h>
 
 // The window handle, declared as <windows.h> (STRICT) does.
@@ -161,12 +162,13 @@ protected:
   // The exclusive lock of every operation on the scheduler and its queue.
   long volatile m_lock;
   // Auto-reset event telling the worker there is work; null while none runs.
-  void* m_wakeEvent;
+  QOR::internal::UniqueHandle m_wakeEvent;
   // Auto-reset event that exists only while a caller waits for the task in
   // progress; the worker signals it (under the lock) each time a task returns.
+  // The waiting caller owns it; the field only lends it to the worker.
   void* m_doneEvent;
   // The worker thread, or null.
-  void* m_thread;
+  QOR::internal::UniqueHandle m_thread;
   // Set when the task in progress must not be queued again when it returns.
   bool m_cancelled;
   // The priority the worker is started with.
