@@ -76,6 +76,31 @@ struct LocalScanner {
 
 }  // namespace
 
+const wchar_t* CSVStopScanner::nextBlock(const wchar_t* from, const wchar_t* end) {
+  const std::uintptr_t offset =
+      (reinterpret_cast<std::uintptr_t>(from) - reinterpret_cast<std::uintptr_t>(m_base)) / sizeof(wchar_t);
+  if (offset < m_units) from = m_base + m_units;
+  for (;;) {
+    if (from == end) return end;
+    scan(from, end);
+    if (m_mask != 0) return from + std::countr_zero(m_mask);
+    from += m_units;
+  }
+}
+
+void CSVStopScanner::scan(const wchar_t* from, const wchar_t* end) {
+  m_base = from;
+  if (end - from >= 64) {
+    m_units = 64;
+    m_mask = stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
+    return;
+  }
+  m_units = static_cast<std::size_t>(end - from);
+  m_mask = 0;
+  for (std::size_t i = 0; i < m_units; ++i)
+    m_mask |= static_cast<std::uint64_t>(isCSVStop(static_cast<unsigned int>(from[i]))) << i;
+}
+
 // The record must end in LF or CR inside the text held, and consist of fields
 // that are either unquoted (a quote inside is data) or quoted with nothing
 // but ASCII white space between the closing quote and the comma or line end.

@@ -39,32 +39,19 @@ public:
   // The first stop in [from, end), or end. `from` and `end` lie in the same
   // text on every call until the next reset.
   const wchar_t* next(const wchar_t* from, const wchar_t* end) {
-    for (;;) {
-      // Unsigned: a position before the block is outside it too.
-      const std::uintptr_t offset =
-          (reinterpret_cast<std::uintptr_t>(from) - reinterpret_cast<std::uintptr_t>(m_base)) / sizeof(wchar_t);
-      if (offset < m_units) {
-        if (const std::uint64_t rest = m_mask >> offset) return from + std::countr_zero(rest);
-        from = m_base + m_units;
-      }
-      if (from == end) return end;
-      scan(from, end);
+    // Unsigned: a position before the block is outside it too.
+    const std::uintptr_t offset =
+        (reinterpret_cast<std::uintptr_t>(from) - reinterpret_cast<std::uintptr_t>(m_base)) / sizeof(wchar_t);
+    if (offset < m_units) {
+      if (const std::uint64_t rest = m_mask >> offset) return from + std::countr_zero(rest);
     }
+    return nextBlock(from, end);
   }
 
 private:
-  void scan(const wchar_t* from, const wchar_t* end) {
-    m_base = from;
-    if (end - from >= 64) {
-      m_units = 64;
-      m_mask = stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
-      return;
-    }
-    m_units = static_cast<std::size_t>(end - from);
-    m_mask = 0;
-    for (std::size_t i = 0; i < m_units; ++i)
-      m_mask |= static_cast<std::uint64_t>(isCSVStop(static_cast<unsigned int>(from[i]))) << i;
-  }
+  // next, past the block held (in csv_plain_record.cpp).
+  const wchar_t* nextBlock(const wchar_t* from, const wchar_t* end);
+  void scan(const wchar_t* from, const wchar_t* end);
 
   // One mask bit per unit of from[0..16). The units are packed to bytes with
   // unsigned saturation, which keeps U+0000..U+00FF as they are and turns any
