@@ -74,31 +74,32 @@ struct LocalScanner {
   LocalScanner& operator=(const LocalScanner&) = delete;
 };
 
-}  // namespace
-
-const wchar_t* CSVStopScanner::nextBlock(const wchar_t* from, const wchar_t* end) {
-  const std::uintptr_t offset =
-      (reinterpret_cast<std::uintptr_t>(from) - reinterpret_cast<std::uintptr_t>(m_base)) / sizeof(wchar_t);
-  if (offset < m_units) from = m_base + m_units;
-  for (;;) {
-    if (from == end) return end;
-    scan(from, end);
-    if (m_mask != 0) return from + std::countr_zero(m_mask);
-    from += m_units;
-  }
+// One mask bit per unit of from[0..16). The units are packed to bytes with
+// unsigned saturation, which keeps U+0000..U+00FF as they are and turns any
+// other unit into 0x00 or 0xFF, neither of them a stop: so U+012C is no comma.
+// U+2028 and U+2029 are found among the 16-bit units.
+std::uint64_t stops16(const wchar_t* from) {
+  const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
+  const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + 8));
+  const __m128i bytes = _mm_packus_epi16(a, b);
+  auto is = [&bytes](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
+  const __m128i ascii = _mm_or_si128(_mm_or_si128(_mm_or_si128(is(','), is('"')), _mm_or_si128(is('\n'), is('\r'))),
+                                     _mm_or_si128(is('\f'), is(static_cast<char>(0x85))));
+  const __m128i separator = _mm_set1_epi16(0x2029);
+  const __m128i one = _mm_set1_epi16(1);
+  const __m128i separators = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_or_si128(a, one), separator),
+                                             _mm_cmpeq_epi16(_mm_or_si128(b, one), separator));
+  return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(ascii, separators))));
 }
 
-void CSVStopScanner::scan(const wchar_t* from, const wchar_t* end) {
-  m_base = from;
-  if (end - from >= 64) {
-    m_units = 64;
-    m_mask = stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
-    return;
-  }
-  m_units = static_cast<std::size_t>(end - from);
-  m_mask = 0;
-  for (std::size_t i = 0; i < m_units; ++i)
-    m_mask |= static_cast<std::uint64_t>(isCSVStop(static_cast<unsigned int>(from[i]))) << i;
+}  // namespace
+
+std::uint64_t CSVStopScanner::stopMask(const wchar_t* from, std::size_t units) {
+  if (units == 64) return stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
+  std::uint64_t mask = 0;
+  for (std::size_t i = 0; i < units; ++i)
+    mask |= static_cast<std::uint64_t>(isCSVStop(static_cast<unsigned int>(from[i]))) << i;
+  return mask;
 }
 
 // The record must end in LF or CR inside the text held, and consist of fields
@@ -114,6 +115,10 @@ RawCSVParser::Got RawCSVParser::readPlainRecord(const Targets* targets, std::siz
   LocalScanner local(m_stops);
   CSVStopScanner& stops = local.scanner;
   const wchar_t* const end = m_end;
+  // Where the fields go, in locals that no string written can change.
+  std::wstring* const out = targets != nullptr ? targets->out->data() : nullptr;
+  const std::size_t* const target = targets != nullptr ? targets->target : nullptr;
+  const std::size_t targetCount = targets != nullptr ? targets->count : 0;
   const wchar_t* p = m_pos;
   std::size_t k = 0;  // fields read
   const wchar_t* lineEnd = nullptr;
@@ -124,7 +129,10 @@ RawCSVParser::Got RawCSVParser::readPlainRecord(const Targets* targets, std::siz
     const wchar_t* stop = p;  // the comma or line end after the field
     const wchar_t* from = p;  // the field's units, in [from, to)
     const wchar_t* to = p;
-    std::size_t doubled = 0;  // doubled quotes among them
+    // The doubled quotes among them: how many, and where the first few are.
+    constexpr std::size_t kPairsKept = 4;
+    const wchar_t* pairs[kPairsKept];
+    std::size_t doubled = 0;
     if (first == L'"') {
       from = p + 1;
       const wchar_t* quote = stops.next(from, end);
@@ -132,6 +140,7 @@ RawCSVParser::Got RawCSVParser::readPlainRecord(const Targets* targets, std::siz
         while (quote != end && *quote != L'"') quote = stops.next(quote + 1, end);
         if (end - quote < 2) return Got::nothing;
         if (quote[1] != L'"') break;
+        if (doubled < kPairsKept) pairs[doubled] = quote;
         ++doubled;
         quote = stops.next(quote + 2, end);
       }
@@ -159,18 +168,27 @@ RawCSVParser::Got RawCSVParser::readPlainRecord(const Targets* targets, std::siz
     if (targets == nullptr) {
       if (k == m_record.size()) m_record.emplace_back();
       field = &m_record[k];
-    } else if (k < targets->count && targets->target[k] != SIZE_MAX) {
-      field = &(*targets->out)[targets->target[k]];
+    } else if (k < targetCount && target[k] != SIZE_MAX) {
+      field = &out[target[k]];
     }
     if (field != nullptr) {
       const std::size_t length = static_cast<std::size_t>(to - from) - doubled;
-      wchar_t* out = resized(*field, length);
+      wchar_t* units = resized(*field, length);
       if (doubled == 0) {
-        copyUnits(out, from, length);
+        copyUnits(units, from, length);
+      } else if (doubled <= kPairsKept) {
+        // Up to each pair's first quote, then on after its second.
+        for (std::size_t i = 0; i < doubled; ++i) {
+          const std::size_t n = static_cast<std::size_t>(pairs[i] + 1 - from);
+          copyUnits(units, from, n);
+          units += n;
+          from = pairs[i] + 2;
+        }
+        copyUnits(units, from, static_cast<std::size_t>(to - from));
       } else {
         // The second quote of each pair goes.
         for (const wchar_t* in = from; in != to; ++in) {
-          *out++ = *in;
+          *units++ = *in;
           if (*in == L'"') ++in;
         }
       }

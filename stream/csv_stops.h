@@ -5,18 +5,19 @@
 
 #include <qorcor14/text/codepoint.h>
 
-#include <emmintrin.h>
-
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 
 namespace QOR::detail {
 
-// White space for trimming: isUspace, with ASCII decided without the class
-// table. Line ends count too, where they are not read as line ends first.
+// White space for trimming: isUspace, with ASCII and the ranges that hold no
+// white space (U+00A1..U+167F, U+3001..U+FFFF but U+FEFF, surrogates and so
+// every pair among them) decided without the class table. Line ends count
+// too, where they are not read as line ends first.
 [[nodiscard]] inline bool isCSVWhite(unsigned int c) {
   if (c < 0x80) return c == 0x20 || c - 0x09 <= 0x0D - 0x09;
+  if (c - 0xA1 <= 0x167F - 0xA1 || (c - 0x3001 <= 0xFFFF - 0x3001 && c != 0xFEFF)) return false;
   return isUspace(CodePoint::codePoint(c));
 }
 
@@ -30,7 +31,8 @@ namespace QOR::detail {
 
 // Finds the stops of one text, in order, one block of 64 units at a time. The
 // block last scanned is kept, so that finding the next stop after one costs a
-// shift and a count of zeros; a scanner stays valid as long as its text.
+// shift and a count of zeros; a scanner stays valid as long as its text. A
+// plain value: a copy in a local stays in registers while strings are written.
 class CSVStopScanner {
 public:
   // Forgets the block: the text has changed.
@@ -44,32 +46,22 @@ public:
         (reinterpret_cast<std::uintptr_t>(from) - reinterpret_cast<std::uintptr_t>(m_base)) / sizeof(wchar_t);
     if (offset < m_units) {
       if (const std::uint64_t rest = m_mask >> offset) return from + std::countr_zero(rest);
+      from = m_base + m_units;
     }
-    return nextBlock(from, end);
+    for (;;) {
+      if (from == end) return end;
+      m_base = from;
+      m_units = end - from >= 64 ? 64 : static_cast<std::size_t>(end - from);
+      m_mask = stopMask(from, m_units);
+      if (m_mask != 0) return from + std::countr_zero(m_mask);
+      from += m_units;
+    }
   }
 
 private:
-  // next, past the block held (in csv_plain_record.cpp).
-  const wchar_t* nextBlock(const wchar_t* from, const wchar_t* end);
-  void scan(const wchar_t* from, const wchar_t* end);
-
-  // One mask bit per unit of from[0..16). The units are packed to bytes with
-  // unsigned saturation, which keeps U+0000..U+00FF as they are and turns any
-  // other unit into 0x00 or 0xFF, neither of them a stop: so U+012C is no
-  // comma. U+2028 and U+2029 are found among the 16-bit units.
-  static std::uint64_t stops16(const wchar_t* from) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(from + 8));
-    const __m128i bytes = _mm_packus_epi16(a, b);
-    auto is = [&bytes](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
-    const __m128i ascii = _mm_or_si128(_mm_or_si128(_mm_or_si128(is(','), is('"')), _mm_or_si128(is('\n'), is('\r'))),
-                                       _mm_or_si128(is('\f'), is(static_cast<char>(0x85))));
-    const __m128i separator = _mm_set1_epi16(0x2029);
-    const __m128i one = _mm_set1_epi16(1);
-    const __m128i separators = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_or_si128(a, one), separator),
-                                               _mm_cmpeq_epi16(_mm_or_si128(b, one), separator));
-    return static_cast<std::uint64_t>(static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(ascii, separators))));
-  }
+  // Bit i set where from[i] is a stop, for i < units <= 64 (in
+  // csv_plain_record.cpp).
+  static std::uint64_t stopMask(const wchar_t* from, std::size_t units);
 
   const wchar_t* m_base = nullptr;
   std::size_t m_units = 0;  // the block's length; 0 when there is none
