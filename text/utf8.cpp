@@ -6,8 +6,9 @@
 // the text keeps to that length, so that a branch is mispredicted only where
 // the text changes script. The output is sized once and written through a
 // pointer: the encoder counts its exact length first (a cheap SIMD pass that
-// saves allocating three bytes per unit), the decoder takes one unit per byte
-// and trims at the end.
+// saves allocating three bytes per unit), and so does the decoder
+// (utf8_length.cpp), where one unit per byte would cost as much again as
+// the decoding.
 //
 // This is the reference code and the path of every x86-64 processor. Where
 // cpuLevel() reports SSSE3 or AVX2, a vector kernel (utf8_kernels.h) converts
@@ -241,14 +242,16 @@ std::wstring utf8(const std::string& s) {
   std::wstring result;
   const std::size_t n = s.size();
   if (n == 0) return result;
-  // One unit per byte bounds every case: a four-byte sequence gives two.
-  result.resize(n);
-  wchar_t* const begin = result.data();
-  wchar_t* out = begin;
   const unsigned char* p = reinterpret_cast<const unsigned char*>(s.data());
   const unsigned char* const end = p + n;
-  runKernel(kernelFor(QOR::internal::cpuLevel(), &QOR::internal::decodeUtf8Ssse3, &QOR::internal::decodeUtf8Avx2),
-            p, out, end);
+  const CpuLevel level = QOR::internal::cpuLevel();
+  // The exact length, with room behind it for the vector stores that run
+  // past the last unit (the kernels' slack covers the 16-unit stores below).
+  const std::size_t length = QOR::internal::decodedLength(p, end, level);
+  result.resize(length + QOR::internal::kDecodeSlack);
+  wchar_t* const begin = result.data();
+  wchar_t* out = begin;
+  runKernel(kernelFor(level, &QOR::internal::decodeUtf8Ssse3, &QOR::internal::decodeUtf8Avx2), p, out, end);
   // The value of a sequence: v = lead, then v = (v << 6) + byte for each
   // trailing byte, modulo 2^32, less kOffsets. Runs of sequences of one
   // length each get a loop of their own, which stays on its branch while the
@@ -308,7 +311,7 @@ std::wstring utf8(const std::string& s) {
       p += t + 1;
     }
   }
-  result.resize(static_cast<std::size_t>(out - begin));
+  result.resize(length);
   return result;
 }
 

@@ -1,6 +1,7 @@
 // The AVX2 kernels of utf8(), 32 bytes a vector: the steps of
 // utf8_kernel_steps.h twice as wide (see utf8_kernels.h).
 #include "text/utf8_kernel_steps.h"
+#include "text/utf8_length_steps.h"
 
 namespace QOR::internal {
 namespace {
@@ -146,6 +147,23 @@ QOR_KERNEL_INLINE __m256i convert32(__m256i x, __m256i prev, __m256i classPrev, 
   return cls;
 }
 
+// stops16 (utf8_kernel_steps.h) for the 32 bytes at p.
+QOR_KERNEL_INLINE unsigned stops32(const unsigned char* p) {
+  const __m256i x = load32(p), next = load32(p + 1), after = load32(p + 2);
+  const __m256i nibble = _mm256_set1_epi8(0x0F);
+  const __m256i high = _mm256_shuffle_epi8(table32(kStopHigh), _mm256_and_si256(_mm256_srli_epi16(x, 4), nibble));
+  const __m256i low = _mm256_shuffle_epi8(table32(kStopLow), _mm256_and_si256(x, nibble));
+  const __m256i completed =
+      _mm256_shuffle_epi8(table32(kStopNext), _mm256_and_si256(_mm256_srli_epi16(next, 4), nibble));
+  const __m256i classes = _mm256_and_si256(_mm256_and_si256(high, low), completed);
+  const __m256i separator = _mm256_and_si256(
+      _mm256_and_si256(_mm256_cmpeq_epi8(x, _mm256_set1_epi8(static_cast<char>(0xE2))),
+                       _mm256_cmpeq_epi8(next, _mm256_set1_epi8(static_cast<char>(0x80)))),
+      _mm256_cmpeq_epi8(_mm256_or_si256(after, _mm256_set1_epi8(1)), _mm256_set1_epi8(static_cast<char>(0xA9))));
+  return ~static_cast<unsigned>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(classes, _mm256_setzero_si256()))) |
+         static_cast<unsigned>(_mm256_movemask_epi8(separator));
+}
+
 // Blocks16 (utf8_kernel_steps.h) in 32-byte vectors.
 struct Blocks32 {
   __m256i prev = _mm256_setzero_si256(), classes = _mm256_setzero_si256();
@@ -167,6 +185,20 @@ struct Blocks32 {
     classify32(load32(p + 32), 32, m);
   }
 
+  // stops16 and breaks16 (utf8_kernel_steps.h) over the 64 bytes at p.
+  static std::uint64_t stops(const unsigned char* p) {
+    return stops32(p) | std::uint64_t(stops32(p + 32)) << 32;
+  }
+  static std::uint64_t breaks(const unsigned char* p) {
+    auto bits = [](__m256i x) {
+      const __m256i lf = _mm256_cmpeq_epi8(x, _mm256_set1_epi8(0x0A));
+      const __m256i ff = _mm256_cmpeq_epi8(x, _mm256_set1_epi8(0x0C));
+      const __m256i cr = _mm256_cmpeq_epi8(x, _mm256_set1_epi8(0x0D));
+      return std::uint64_t(static_cast<unsigned>(_mm256_movemask_epi8(_mm256_or_si256(_mm256_or_si256(lf, ff), cr))));
+    };
+    return bits(load32(p)) | bits(load32(p + 32)) << 32;
+  }
+
   template <bool Fours>
   QOR_KERNEL_INLINE bool run(const unsigned char* p, std::uint64_t keep, wchar_t*& out) {
     const __m256i x0 = load32(p), x1 = load32(p + 32);
@@ -182,7 +214,54 @@ struct Blocks32 {
   }
 };
 
+// The steps of countWellFormedBlocks (utf8_length_steps.h) in 32-byte vectors.
+struct LengthAvx2 {
+  static bool ascii(const unsigned char* p) {
+    return _mm256_testz_si256(_mm256_or_si256(load32(p), load32(p + 32)), _mm256_set1_epi8(static_cast<char>(0x80)));
+  }
+
+  static void classify(const unsigned char* p, LengthClasses& c) {
+    // Per byte: 2, +1 for 0x80..0xBF, -1 for 0xF0 and above, over the two
+    // vectors (see LengthSse2 in utf8_length.cpp).
+    __m256i acc = _mm256_set1_epi8(2);
+    for (unsigned i = 0; i < 64; i += 32) {
+      const __m256i x = load32(p + i);
+      const __m256i l2 = _mm256_and_si256(x, _mm256_slli_epi16(x, 1));
+      const __m256i l3 = _mm256_and_si256(l2, _mm256_slli_epi16(x, 2));
+      const __m256i l4 = _mm256_and_si256(l3, _mm256_slli_epi16(x, 3));
+      auto bits = [i](__m256i m) { return std::uint64_t(static_cast<unsigned>(_mm256_movemask_epi8(m))) << i; };
+      c.high |= bits(x);
+      c.lead |= bits(l2);
+      c.lead3 |= bits(l3);
+      c.lead4 |= bits(l4);
+      const __m256i continuation = _mm256_cmpgt_epi8(_mm256_set1_epi8(-64), x);
+      const __m256i four = _mm256_cmpgt_epi8(_mm256_setzero_si256(), l4);
+      acc = _mm256_add_epi8(acc, _mm256_sub_epi8(four, continuation));
+    }
+    const __m256i sums = _mm256_sad_epu8(acc, _mm256_setzero_si256());
+    const __m128i half = _mm_add_epi64(_mm256_castsi256_si128(sums), _mm256_extracti128_si256(sums, 1));
+    c.units = 128u - static_cast<unsigned>(_mm_cvtsi128_si32(_mm_add_epi64(half, _mm_unpackhi_epi64(half, half))));
+  }
+
+  static bool foursInRange(const unsigned char* p) {
+    __m256i bad = _mm256_setzero_si256();
+    for (unsigned i = 0; i < 64; i += 32) {
+      const __m256i x = load32(p + i), next = load32(p + i + 1);
+      bad = _mm256_or_si256(bad, _mm256_cmpeq_epi8(_mm256_max_epu8(x, _mm256_set1_epi8(-11)), x));
+      bad = _mm256_or_si256(bad, _mm256_and_si256(_mm256_cmpeq_epi8(x, _mm256_set1_epi8(-16)),
+                                                  _mm256_cmpgt_epi8(_mm256_set1_epi8(-112), next)));
+      bad = _mm256_or_si256(bad, _mm256_and_si256(_mm256_cmpeq_epi8(x, _mm256_set1_epi8(-12)),
+                                                  _mm256_cmpgt_epi8(next, _mm256_set1_epi8(-113))));
+    }
+    return _mm256_testz_si256(bad, bad) != 0;
+  }
+};
+
 }  // namespace
+
+std::size_t decodedLengthAvx2(const unsigned char*& p, const unsigned char* end) noexcept {
+  return countWellFormedBlocks<LengthAvx2>(p, end);
+}
 
 std::size_t encodedExtraAvx2(const wchar_t*& p, const wchar_t* end) noexcept {
   std::size_t total = 0;
@@ -230,6 +309,11 @@ void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept {
 void decodeUtf8Avx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
   Blocks32 blocks;
   decodeBlocks(c, end, blocks);
+}
+
+void decodeUtf8RunAvx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
+  Blocks32 blocks;
+  decodeRunBlocks(c, end, blocks);
 }
 
 }  // namespace QOR::internal

@@ -14,12 +14,33 @@
 // inlined goes through memory under the Windows x64 convention.
 #if defined(_MSC_VER)
 #define QOR_KERNEL_INLINE __forceinline
+#include <intrin.h>
 #else
 #define QOR_KERNEL_INLINE inline __attribute__((always_inline))
 #endif
 
 namespace QOR::internal {
 namespace {
+
+// The index of the lowest and of the highest set bit of m (m != 0).
+inline unsigned lowestBit(std::uint64_t m) {
+#if defined(_MSC_VER)
+  unsigned long i;
+  _BitScanForward64(&i, m);
+  return i;
+#else
+  return static_cast<unsigned>(__builtin_ctzll(m));
+#endif
+}
+inline unsigned highestBit(std::uint64_t m) {
+#if defined(_MSC_VER)
+  unsigned long i;
+  _BitScanReverse64(&i, m);
+  return i;
+#else
+  return 63u - static_cast<unsigned>(__builtin_clzll(m));
+#endif
+}
 
 inline __m128i load16(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
 inline void store16(void* p, __m128i x) { _mm_storeu_si128(static_cast<__m128i*>(p), x); }
@@ -246,6 +267,62 @@ inline Unfinished unfinishedBy(const ByteClasses& m) {
           at61};
 }
 
+// --- the run of a line -----------------------------------------------------------
+//
+// A text reader's run (decodeRunBlocks) stops at the start of a sequence that
+// ends the line, or that the kernels would convert to something other than
+// the reader's decoder gives, or that the reader refuses. The bytes that start
+// such a sequence, found by classes of the byte's high nibble (kStopHigh) and
+// low nibble (kStopLow) that the high nibble of the byte after it completes
+// (kStopNext):
+//   bit 0  0A, 0C, 0D   LF, FF, CR
+//   bit 1  C0, C1       overlong, any value below 0x80 (LF among them)
+//   bit 2  C2 8x        U+0080..U+008F, U+0085 among them
+//   bit 3  E0 8x, 9x    overlong
+//   bit 4  ED Ax, Bx    surrogates
+//   bit 5  F0 8x        overlong
+//   bit 6  F4 9x..Bx    above U+10FFFF
+//   bit 7  F5..FF       above U+10FFFF, or no lead the reader takes
+// and, compared whole, E2 80 A8 and E2 80 A9 (U+2028, U+2029). The byte after
+// a lead that is no trailing byte fails the block's form test anyway.
+alignas(16) constexpr unsigned char kStopHigh[16] = {0x01, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x06, 0, 0x18, 0xE0};
+alignas(16) constexpr unsigned char kStopLow[16] = {0x2A, 0x02, 0x04, 0,    0x40, 0x80, 0x80, 0x80,
+                                                    0x80, 0x80, 0x81, 0x80, 0x81, 0x91, 0x80, 0x80};
+alignas(16) constexpr unsigned char kStopNext[16] = {0x83, 0x83, 0x83, 0x83, 0x83, 0x83, 0x83, 0x83,
+                                                     0xAF, 0xCB, 0xD3, 0xD3, 0x83, 0x83, 0x83, 0x83};
+
+// Bit i set where the run must stop before byte i of the 16 at p (reads p[17]).
+QOR_KERNEL_INLINE unsigned stops16(const unsigned char* p) {
+  const __m128i x = load16(p), next = load16(p + 1), after = load16(p + 2);
+  const __m128i nibble = _mm_set1_epi8(0x0F);
+  const __m128i high = _mm_shuffle_epi8(load16(kStopHigh), _mm_and_si128(_mm_srli_epi16(x, 4), nibble));
+  const __m128i low = _mm_shuffle_epi8(load16(kStopLow), _mm_and_si128(x, nibble));
+  const __m128i completed = _mm_shuffle_epi8(load16(kStopNext), _mm_and_si128(_mm_srli_epi16(next, 4), nibble));
+  const __m128i classes = _mm_and_si128(_mm_and_si128(high, low), completed);
+  const __m128i separator =
+      _mm_and_si128(_mm_and_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(static_cast<char>(0xE2))),
+                                  _mm_cmpeq_epi8(next, _mm_set1_epi8(static_cast<char>(0x80)))),
+                    _mm_cmpeq_epi8(_mm_or_si128(after, _mm_set1_epi8(1)), _mm_set1_epi8(static_cast<char>(0xA9))));
+  return (~static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(classes, _mm_setzero_si128()))) & 0xFFFFu) |
+         static_cast<unsigned>(_mm_movemask_epi8(separator));
+}
+
+// Bit i set for each LF, FF and CR among the 16 bytes x.
+QOR_KERNEL_INLINE unsigned breaks16(__m128i x) {
+  const __m128i lf = _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A));
+  const __m128i ff = _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C));
+  const __m128i cr = _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(_mm_or_si128(lf, ff), cr)));
+}
+
+// The number of positions set in `keep` below position s.
+inline unsigned keptBelow(std::uint64_t keep, unsigned s) {
+  const std::uint64_t below = s == 0 ? 0 : keep & (~std::uint64_t(0) >> (64 - s));
+  unsigned n = 0;
+  for (unsigned i = 0; i < 64; i += 8) n += kUtf8KeepTable.count[below >> i & 0xFF];
+  return n;
+}
+
 // The SSSE3 steps for decodeBlocks: the last 16 bytes of the previous block
 // and their lead classes carry over.
 struct Blocks16 {
@@ -267,6 +344,18 @@ struct Blocks16 {
 
   static void classify(const unsigned char* p, ByteClasses& m) {
     for (unsigned i = 0; i < 64; i += 16) classify16(load16(p + i), i, m);
+  }
+
+  // stops16 and breaks16 over the 64 bytes at p.
+  static std::uint64_t stops(const unsigned char* p) {
+    std::uint64_t m = 0;
+    for (unsigned i = 0; i < 64; i += 16) m |= std::uint64_t(stops16(p + i)) << i;
+    return m;
+  }
+  static std::uint64_t breaks(const unsigned char* p) {
+    std::uint64_t m = 0;
+    for (unsigned i = 0; i < 64; i += 16) m |= std::uint64_t(breaks16(load16(p + i))) << i;
+    return m;
   }
 
   // Converts the 64 bytes at p with convert16, keeping the positions of
@@ -327,6 +416,53 @@ QOR_KERNEL_INLINE void decodeBlocks(Utf8DecodeCursor& c, const unsigned char* en
     carry = Unfinished();
     blocks.reset();
     for (const unsigned char* stop = p + 16; p < stop;) p = decodeOne(p, out);
+  }
+  c = {p - carry.held, out - carry.units};
+}
+
+// The run of a line from c.in (see decodeUtf8RunSsse3 in utf8_kernels.h), in
+// the blocks of decodeBlocks. A block that holds a stop is converted whole
+// all the same: the units before the stop come only from the bytes before
+// it, and the run ends at the start of the sequence that holds the stop,
+// which for a byte of the wrong form may lie in the block before.
+template <class Blocks>
+QOR_KERNEL_INLINE void decodeRunBlocks(Utf8DecodeCursor& c, const unsigned char* end, Blocks& blocks) {
+  const unsigned char* p = c.in;
+  wchar_t* out = c.out;
+  Unfinished carry;
+  while (end - p >= 80) {
+    if (carry.held == 0 && blocks.widenAll(p, out)) {
+      if (const std::uint64_t breaks = blocks.breaks(p)) {
+        const unsigned at = lowestBit(breaks);
+        c = {p + at, out + at};
+        return;
+      }
+      p += 64;
+      out += 64;
+      blocks.reset();
+      continue;
+    }
+    ByteClasses m;
+    blocks.classify(p, m);
+    const std::uint64_t taken = m.lead << 1 | m.lead3 << 2 | m.lead4 << 3 | carry.taken;
+    const std::uint64_t stop = blocks.stops(p) | (taken ^ (m.high & ~m.lead));
+    const std::uint64_t keep = ~m.lead & ~(m.lead3 << 1) & ~carry.second;
+    wchar_t* const blockOut = out;
+    blocks.convert(p, keep, m.lead4 != 0 || carry.four, out);
+    if (stop == 0) {
+      carry = unfinishedBy(m);
+      p += 64;
+      continue;
+    }
+    const unsigned at = lowestBit(stop);
+    const std::uint64_t starts = ~taken & (at == 63 ? ~std::uint64_t(0) : (std::uint64_t(2) << at) - 1);
+    if (starts == 0) {
+      c = {p - carry.held, blockOut - carry.units};
+    } else {
+      const unsigned start = highestBit(starts);
+      c = {p + start, blockOut + keptBelow(keep, start)};
+    }
+    return;
   }
   c = {p - carry.held, out - carry.units};
 }

@@ -12,13 +12,22 @@
 // margin of units (encoding) or bytes (decoding) remain, leaving the rest to
 // the scalar code in utf8.cpp. It gives exactly the scalar code's output for
 // every input, and writes only inside the output that the scalar code sizes:
-// the exact encoded length, or one unit per input byte.
+// the exact encoded length, or the exact decoded length and kDecodeSlack
+// units more.
 #pragma once
+
+#include "common/cpu_level.h"
 
 #include <cstddef>
 #include <cstdint>
 
 namespace QOR::internal {
+
+// The units a decoding kernel may write beyond the exact decoded length: a
+// block writes up to 72 units past the units of what it has decoded before
+// it (64 and the 8 of a last store), counting the leading surrogate of a
+// pair that the next block may take back.
+inline constexpr std::size_t kDecodeSlack = 80;
 
 // Where a kernel stopped: the first unconverted input, the first unwritten
 // output.
@@ -44,6 +53,24 @@ void encodeUtf8Avx2(Utf8EncodeCursor& c, const wchar_t* end) noexcept;
 // UTF-8 to UTF-16 from c.in up to `end`; c.in must start a sequence.
 void decodeUtf8Ssse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept;
 void decodeUtf8Avx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept;
+
+// The number of units utf8(std::string) gives for the bytes [p, end), by the
+// block counts of the processor's level (utf8_length.cpp).
+std::size_t decodedLength(const unsigned char* p, const unsigned char* end, CpuLevel level) noexcept;
+// The AVX2 block count: the units of the well-formed blocks from p on; p is
+// moved to the first sequence start not counted (see utf8_length_steps.h).
+std::size_t decodedLengthAvx2(const unsigned char*& p, const unsigned char* end) noexcept;
+
+// The run of a line that a text reader may take whole, from c.in (a sequence
+// start) up to `end`: converts while the bytes are sequences of two to four
+// bytes in their usual form or bytes below 0x80, and stops at the start of
+// the first sequence that is a line break (LF, FF, CR, U+0085, U+2028,
+// U+2029), a surrogate, above U+10FFFF, overlong, or not of that form, or
+// when fewer than 80 bytes remain. What it converts is what the reader's
+// decoder gives. Writes at most kDecodeSlack units beyond the last unit of
+// the bytes it takes.
+void decodeUtf8RunSsse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept;
+void decodeUtf8RunAvx2(Utf8DecodeCursor& c, const unsigned char* end) noexcept;
 
 // --- encoding table ---------------------------------------------------------------
 //

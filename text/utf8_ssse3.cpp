@@ -30,4 +30,9 @@ void decodeUtf8Ssse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
   decodeBlocks(c, end, blocks);
 }
 
+void decodeUtf8RunSsse3(Utf8DecodeCursor& c, const unsigned char* end) noexcept {
+  Blocks16 blocks;
+  decodeRunBlocks(c, end, blocks);
+}
+
 }  // namespace QOR::internal
