@@ -72,6 +72,30 @@ std::wstring csvText(unsigned nonAscii, unsigned seed) {
   return text;
 }
 
+// Prose: lines of one to four sentences, each of Latin words with accented
+// letters followed by a run of CJK characters.
+std::wstring latinCjkText(unsigned seed) {
+  static const wchar_t* latin[] = {L"caf\u00e9", L"\u00fcber", L"na\u00efve", L"Stra\u00dfe", L"d\u00e9j\u00e0",
+                                   L"vu", L"fa\u00e7ade", L"and", L"the", L"r\u00e9sum\u00e9"};
+  std::mt19937 rng(seed);
+  std::wstring text;
+  while (text.size() < kFileUnits) {
+    const unsigned sentences = 1 + rng() % 4;
+    for (unsigned s = 0; s < sentences; ++s) {
+      const unsigned words = 3 + rng() % 8;
+      for (unsigned i = 0; i < words; ++i) {
+        text += latin[rng() % 10];
+        text += L' ';
+      }
+      const unsigned han = 5 + rng() % 20;
+      for (unsigned i = 0; i < han; ++i) text += static_cast<wchar_t>(0x4E00 + rng() % 0x5000);
+      text += L"\u3002";
+    }
+    text += L"\r\n";
+  }
+  return text;
+}
+
 std::shared_ptr<TempFile> tempFile(const wchar_t* leaf, const std::wstring& text, QOR::TextEncoding enc) {
   auto file = std::make_shared<TempFile>();
   file->name = tempName(leaf);
@@ -117,6 +141,8 @@ void addStreamCases(Suite& suite) {
   addReadLine(suite, "readLine UTF-8 CSV, mostly ASCII", tempFile(L"ascii-utf8.csv", mostlyAscii, QOR::UTF8),
               L"rt, ccs=UTF-8", "fgetws ccs=UTF-8");
   addReadLine(suite, "readLine UTF-8 CSV, half non-ASCII", tempFile(L"mixed-utf8.csv", mixed, QOR::UTF8),
+              L"rt, ccs=UTF-8", "fgetws ccs=UTF-8");
+  addReadLine(suite, "readLine UTF-8 Latin/CJK prose", tempFile(L"prose-utf8.txt", latinCjkText(13), QOR::UTF8),
               L"rt, ccs=UTF-8", "fgetws ccs=UTF-8");
   addReadLine(suite, "readLine UTF-16LE CSV, mostly ASCII",
               tempFile(L"ascii-utf16.csv", mostlyAscii, QOR::UTF16le), L"rt, ccs=UTF-16LE",

@@ -6,7 +6,9 @@
 #include <qorcor14/text/codepoint.h>
 #include <qorcor14/text/strings.h>
 
+#include "common/cpu_level.h"
 #include "common/messages.h"
+#include "text/utf8_kernels.h"
 
 #include <emmintrin.h>
 
@@ -30,21 +32,23 @@ constexpr bool isPlainUnit(unsigned int u) { return !isSurrogate(u) && !isBreak(
 // readLine refuses or that ends a line.
 constexpr bool isPlainCodePoint(unsigned int cp) { return cp <= 0x10FFFF && isPlainUnit(cp); }
 
-// Decodes the run of plain UTF-8 at [p, end) into out, which has room for
-// end - p units, and returns the number of bytes it took; `units` receives the
-// number of units written. The sequences are decoded exactly as
-// UTF8ReaderImp::decode does, and the run stops before a line break, a CR,
-// and anything decode or readLine refuses or that the buffer cuts off, all of
-// which are left to the code point path.
-std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wchar_t* out, std::size_t& units) {
-  const unsigned char* const start = p;
-  wchar_t* o = out;
+// Where decodePlainScalar ended: before a byte outside the run, at the end of
+// the buffer, or (when asked) after the first multi-byte sequence.
+enum class ScalarEnd { stop, end, multiByte };
+
+// Decodes the plain UTF-8 at [p, end) into o by UTF8ReaderImp::decode's
+// rule, while it can: stops before a line break, a CR, and anything decode or
+// readLine refuses or that the end of the buffer cuts off, all of which are
+// left to the code point path. With `untilMultiByte`, returns after the
+// first multi-byte sequence. o must have room for 16 units beyond one per
+// byte.
+ScalarEnd decodePlainScalar(const unsigned char*& p, const unsigned char* end, wchar_t*& o, bool untilMultiByte) {
   const __m128i zero = _mm_setzero_si128();
   while (p != end) {
     unsigned int b = *p;
     if (b < 0x80) {
       if (end - p < 16) {
-        if (!isPlainByte(b)) break;
+        if (!isPlainByte(b)) return ScalarEnd::stop;
         *o++ = static_cast<wchar_t>(b);
         ++p;
         continue;
@@ -67,27 +71,27 @@ std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wc
       p += skip;
       o += skip;
       b = *p;
-      if (b < 0x80) break;  // LF, FF or CR
+      if (b < 0x80) return ScalarEnd::stop;  // LF, FF or CR
     }
     // A multi-byte sequence (0x80..0xBF lead two bytes, as in decode).
     unsigned int cp;
     std::size_t length;
     if (b < 0xE0) {
-      if (end - p < 2 || p[1] > 0xC0) break;
+      if (end - p < 2 || p[1] > 0xC0) return ScalarEnd::stop;
       cp = (b & 0x1Fu) << 6 | (p[1] & 0x3Fu);
       length = 2;
     } else if (b < 0xF0) {
-      if (end - p < 3 || p[1] > 0xC0 || p[2] > 0xC0) break;
+      if (end - p < 3 || p[1] > 0xC0 || p[2] > 0xC0) return ScalarEnd::stop;
       cp = (b & 0x0Fu) << 12 | (p[1] & 0x3Fu) << 6 | (p[2] & 0x3Fu);
       length = 3;
     } else if (b < 0xF8) {
-      if (end - p < 4 || p[1] > 0xC0 || p[2] > 0xC0 || p[3] > 0xC0) break;
+      if (end - p < 4 || p[1] > 0xC0 || p[2] > 0xC0 || p[3] > 0xC0) return ScalarEnd::stop;
       cp = (b & 0x07u) << 18 | (p[1] & 0x3Fu) << 12 | (p[2] & 0x3Fu) << 6 | (p[3] & 0x3Fu);
       length = 4;
     } else {
-      break;
+      return ScalarEnd::stop;
     }
-    if (!isPlainCodePoint(cp)) break;
+    if (!isPlainCodePoint(cp)) return ScalarEnd::stop;
     if (cp <= 0xFFFF) {
       *o++ = static_cast<wchar_t>(cp);
     } else {
@@ -95,7 +99,56 @@ std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wc
       *o++ = trailingSurrogateOf(cp);
     }
     p += length;
+    if (untilMultiByte) return ScalarEnd::multiByte;
   }
+  return ScalarEnd::end;
+}
+
+using RunKernel = void (*)(internal::Utf8DecodeCursor&, const unsigned char*) noexcept;
+
+// The vector kernel for runs of plain UTF-8 at the processor's level, or none.
+RunKernel runKernel() {
+  switch (internal::cpuLevel()) {
+  case internal::CpuLevel::avx2: return &internal::decodeUtf8RunAvx2;
+  case internal::CpuLevel::ssse3: return &internal::decodeUtf8RunSsse3;
+  default: return nullptr;
+  }
+}
+
+// Runs `kernel` from p: on the buffer itself where it holds the kernel's
+// margin of 80 bytes, else on a copy of what is left padded with LFs, at
+// which the kernel stops. Moves p and o past what it took.
+void takeKernelRun(RunKernel kernel, const unsigned char*& p, const unsigned char* end, wchar_t*& o) {
+  const std::size_t left = static_cast<std::size_t>(end - p);
+  if (left >= 80) {
+    internal::Utf8DecodeCursor c{p, o};
+    kernel(c, end);
+    p = c.in;
+    o = c.out;
+    return;
+  }
+  unsigned char padded[80 + 64];
+  std::memcpy(padded, p, left);
+  std::memset(padded + left, 0x0A, sizeof padded - left);
+  internal::Utf8DecodeCursor c{padded, o};
+  kernel(c, padded + sizeof padded);
+  p += c.in - padded;
+  o = c.out;
+}
+
+// Decodes the run of plain UTF-8 at [p, end) into out, which has room for
+// end - p units and internal::kDecodeSlack more, and returns the number of
+// bytes it took; `units` receives the number of units written. The run stops
+// where decodePlainScalar stops. ASCII goes through decodePlainScalar; from
+// its first multi-byte sequence on, the vector kernel (if any) takes the run
+// until it stops, and decodePlainScalar goes on from there. (A line of ASCII
+// thus never pays for the kernel's call, which costs about as much as
+// converting 64 bytes.)
+std::size_t decodePlainUTF8(const unsigned char* p, const unsigned char* end, wchar_t* out, std::size_t& units) {
+  const unsigned char* const start = p;
+  wchar_t* o = out;
+  const RunKernel kernel = runKernel();
+  while (decodePlainScalar(p, end, o, kernel != nullptr) == ScalarEnd::multiByte) takeKernelRun(kernel, p, end, o);
   units = static_cast<std::size_t>(o - out);
   return static_cast<std::size_t>(p - start);
 }
@@ -165,7 +218,7 @@ void TextReaderImp::copyRun(std::wstring& line) {
   if (m_runs == PlainRuns::bytes) {
     // Decoded into a buffer on the stack and appended at once: a run yields
     // at most one unit per byte.
-    wchar_t units[kBufferSize];
+    wchar_t units[kBufferSize + internal::kDecodeSlack];
     std::size_t n = 0;
     m_pos += decodePlainUTF8(p, end, units, n);
     line.append(units, n);
