@@ -157,17 +157,22 @@ TEST(Utf8StringDecode, RandomTextAgreesWithTheByteAtATimeRules) {
 
 TEST(Utf8StringDecode, EveryPieceAndEveryCutAtEveryPlaceAroundTheBlocks) {
   // Backgrounds of one sequence length each, and a mixed one; each piece is
-  // put at every offset of the first 80 bytes, and each text is cut at every
-  // length, so that sequences end and break off at every place in a block.
+  // put at every offset of the first two 64-byte blocks and the bytes after
+  // them, and each text is cut at every length, so that sequences end and
+  // break off at every place in a block (the output's length is counted in
+  // such blocks too). A stray byte in front makes the length count take its
+  // first bytes one at a time and its blocks from an odd offset.
   const std::string fills[] = {"ascii text", "\xC3\xA9\xD0\x96", "\xE4\xB8\xAD\xE3\x80\x82",
                                "\xF0\x9F\x98\x80", "ab\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80 "};
   for (const std::string& fill : fills) {
     std::string text;
-    while (text.size() < 200) text += fill;
-    for (const std::string& piece : kPieces) {
-      for (std::size_t at = 0; at < 80; ++at) {
-        const std::string s = text.substr(0, at) + piece + text.substr(at);
-        ASSERT_EQ(utf8(s), modelDecode(s)) << testing::PrintToString(s);
+    while (text.size() < 300) text += fill;
+    for (const char* front : {"", "\x80"}) {
+      for (const std::string& piece : kPieces) {
+        for (std::size_t at = 0; at < 136; ++at) {
+          const std::string s = front + text.substr(0, at) + piece + text.substr(at);
+          ASSERT_EQ(utf8(s), modelDecode(s)) << testing::PrintToString(s);
+        }
       }
     }
     for (std::size_t n = 0; n <= text.size(); ++n) {
