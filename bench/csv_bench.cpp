@@ -40,12 +40,19 @@ constexpr std::size_t kFileBytes = std::size_t(50) << 20;
 // note in eight is a quoted field with a CR LF inside, which the peer cannot
 // read.
 void appendRows(std::string& bytes, std::size_t size, std::mt19937& rng, unsigned& id, bool breaks) {
-  static const char* const first[] = {"Ada", "Bob", "Zo\xC3\xAB", "J\xC3\xBCrgen", "\xE5\xB1\xB1\xE7\x94\xB0",
-                                      "Li", "Mar\xC3\xAD\x61", "\xE7\x8E\x8B", "Olu", "Sven"};
-  static const char* const city[] = {"London", "Paris", "Malm\xC3\xB6", "\xE6\x9D\xB1\xE4\xBA\xAC", "Z\xC3\xBCrich",
-                                     "S\xC3\xA3o Paulo", "Lagos", "\xE5\x8C\x97\xE4\xBA\xAC"};
-  static const char* const note[] = {"plain note", "\"with, a comma\"", "\"say \"\"hi\"\" twice\"",
-                                     "  padded  ", "\"\xE4\xB8\xAD\xE6\x96\x87, quoted\"", ""};
+  static const char* const first[] = {
+      "Ada",          "Bob", "Zo\xC3\xAB", "J\xC3\xBCrgen", "\xE5\xB1\xB1\xE7\x94\xB0", "Li", "Mar\xC3\xAD\x61",
+      "\xE7\x8E\x8B", "Olu", "Sven"};
+  static const char* const city[] = {"London",        "Paris",
+                                     "Malm\xC3\xB6",  "\xE6\x9D\xB1\xE4\xBA\xAC",
+                                     "Z\xC3\xBCrich", "S\xC3\xA3o Paulo",
+                                     "Lagos",         "\xE5\x8C\x97\xE4\xBA\xAC"};
+  static const char* const note[] = {"plain note",
+                                     "\"with, a comma\"",
+                                     "\"say \"\"hi\"\" twice\"",
+                                     "  padded  ",
+                                     "\"\xE4\xB8\xAD\xE6\x96\x87, quoted\"",
+                                     ""};
   for (; bytes.size() < size; ++id) {
     bytes += std::to_string(id);
     bytes += ',';
@@ -89,8 +96,8 @@ struct CsvFile {
   bool breaks;
   std::unique_ptr<TempFile> file;
   std::string narrowName;
-  std::string bytes;   // the whole file, mark included
-  std::wstring text;   // the same after the mark, as UTF-16
+  std::string bytes;  // the whole file, mark included
+  std::wstring text;  // the same after the mark, as UTF-16
 
   // Writes the file the first time a row needs it.
   void ensure() {

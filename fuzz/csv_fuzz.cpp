@@ -35,8 +35,8 @@
 namespace {
 
 using qortest::Fields;
-using qortest::ReferenceParser;
 using qortest::Records;
+using qortest::ReferenceParser;
 
 // The units of bytes 0x80..0x8F; 0x85 stays U+0085, as in ISO-8859-1.
 constexpr wchar_t kSpecial[16] = {0x2028, 0x2029, 0x3000, 0xFEFF, 0xD83D, 0x0085, 0xDE00, 0xDC00,

@@ -1,5 +1,5 @@
 // The raw and the headed CSV parser.
-#include "csv_parsers.h"
+#include "internal/csv_parsers.h"
 
 #include <qorcor14/text/codepoint.h>
 
@@ -13,20 +13,20 @@ namespace QOR {
 
 CSVParser::~CSVParser() = default;
 
-CSVParser* CSVParser::create() { return new detail::RawCSVParser(); }
+CSVParser* CSVParser::create() { return new internal::RawCSVParser(); }
 
 CSVParser* CSVParser::create(const std::wstring& columns) {
   // The names are one CSV line: split by a raw parser of their own, so that
   // quoting and trimming apply to them as to data. A quote left open takes
   // the rest, line feed included, as the last name.
   std::vector<std::wstring> names;
-  detail::RawCSVParser split;
+  internal::RawCSVParser split;
   const std::wstring line = columns + L'\n';
   if (!split.parse(names, line)) names = split.openRecord();
-  return new detail::HeadedCSVParser(std::move(names));
+  return new internal::HeadedCSVParser(std::move(names));
 }
 
-namespace detail {
+namespace internal {
 namespace {
 
 // Two mask bits per 16-bit lane, set where the lane is set.
@@ -39,8 +39,7 @@ inline __m128i lanesEqual(__m128i x, unsigned int value) {
 // Lanes in [low, high], read as unsigned.
 inline __m128i lanesWithin(__m128i x, unsigned int low, unsigned int high) {
   const __m128i offset = _mm_sub_epi16(x, _mm_set1_epi16(static_cast<short>(low)));
-  return _mm_cmpeq_epi16(_mm_subs_epu16(offset, _mm_set1_epi16(static_cast<short>(high - low))),
-                         _mm_setzero_si128());
+  return _mm_cmpeq_epi16(_mm_subs_epu16(offset, _mm_set1_epi16(static_cast<short>(high - low))), _mm_setzero_si128());
 }
 
 // The line ends of one unit: LF, FF and CR, U+0085, U+2028 and U+2029.
@@ -52,9 +51,7 @@ inline __m128i lineEndLanes(__m128i x) {
 
 // The white space of ASCII: tab to CR, and the space (LF, FF and CR are
 // stops before they count).
-inline __m128i asciiWhiteLanes(__m128i x) {
-  return _mm_or_si128(lanesWithin(x, 0x09, 0x0D), lanesEqual(x, 0x20));
-}
+inline __m128i asciiWhiteLanes(__m128i x) { return _mm_or_si128(lanesWithin(x, 0x09, 0x0D), lanesEqual(x, 0x20)); }
 
 // Lanes that are surely not white space (and no line end but U+0085): the
 // visible ASCII and C1 range, U+00A1..U+167F, and U+3001..U+FFFF without
@@ -113,22 +110,20 @@ void RawCSVParser::takeRecord(std::vector<std::wstring>& fields) {
 
 RawCSVParser::Got RawCSVParser::read(const std::wstring& text, const Targets* targets, std::size_t& columns) {
   switch (m_lineEnd) {
-    case textUsedUp:
-      m_pos = text.data();
-      m_end = m_pos + text.size();
-      m_stops.reset();
-      break;
-    case afterLineEnd:
-      m_fieldState = recordStart;
-      break;
-    default:  // afterCarriageReturn
-      m_pos = text.data();
-      m_end = m_pos + text.size();
-      m_stops.reset();
-      if (m_pos == m_end) return Got::nothing;
-      if (*m_pos == L'\n') ++m_pos;
-      m_fieldState = recordStart;
-      break;
+  case textUsedUp:
+    m_pos = text.data();
+    m_end = m_pos + text.size();
+    m_stops.reset();
+    break;
+  case afterLineEnd: m_fieldState = recordStart; break;
+  default:  // afterCarriageReturn
+    m_pos = text.data();
+    m_end = m_pos + text.size();
+    m_stops.reset();
+    if (m_pos == m_end) return Got::nothing;
+    if (*m_pos == L'\n') ++m_pos;
+    m_fieldState = recordStart;
+    break;
   }
   if (m_fieldState == recordStart) {
     m_used = 0;
@@ -153,8 +148,7 @@ RawCSVParser::Got RawCSVParser::readByCodePoint() {
     // stopped it, most often a comma, a line end or a quote, which the code
     // point path below then takes.
     const wchar_t unit = *m_pos;
-    if ((m_fieldState == unquoted && unit != L',' && unit != L'\r' && unit != L'\n' &&
-         takeUnquotedRun(lastField())) ||
+    if ((m_fieldState == unquoted && unit != L',' && unit != L'\r' && unit != L'\n' && takeUnquotedRun(lastField())) ||
         (m_fieldState == quoted && unit != L'"' && takeQuotedRun(lastField()))) {
       m_lineEnd = textUsedUp;
       continue;
@@ -230,8 +224,7 @@ bool RawCSVParser::takeQuotedRun(std::wstring& field) {
   const wchar_t* run = m_pos;
   bool found = false;
   while (!found && m_end - run >= 8) {
-    const unsigned quotes =
-        laneMask(lanesEqual(_mm_loadu_si128(reinterpret_cast<const __m128i*>(run)), L'"'));
+    const unsigned quotes = laneMask(lanesEqual(_mm_loadu_si128(reinterpret_cast<const __m128i*>(run)), L'"'));
     found = quotes != 0;
     run += found ? std::countr_zero(quotes) / 2 : 8;
   }
@@ -246,48 +239,46 @@ bool RawCSVParser::takeQuotedRun(std::wstring& field) {
 
 void RawCSVParser::take(unsigned int c, const wchar_t* from) {
   switch (m_fieldState) {
-    case recordStart:
-    case afterSeparator:
-      if (isCSVWhite(c)) return;
-      if (c == L',') {
-        newField(m_record, m_used);
-        m_fieldState = afterSeparator;
-      } else if (c == L'"') {
-        newField(m_record, m_used);
-        m_keptLength = 0;
-        m_fieldState = quoted;
-      } else {
-        // c starts an unquoted field; the run takes it and what follows.
-        std::wstring& field = newField(m_record, m_used);
-        m_fieldState = unquoted;
-        m_pos = from;
-        takeUnquotedRun(field);
-      }
-      return;
-    case unquoted: {
-      std::wstring& field = lastField();
-      if (c == L',') {
-        field.resize(m_keptLength);
-        m_fieldState = afterSeparator;
-        return;
-      }
-      field.append(from, m_pos);
-      if (!isCSVWhite(c)) m_keptLength = field.size();
+  case recordStart:
+  case afterSeparator:
+    if (isCSVWhite(c)) return;
+    if (c == L',') {
+      newField(m_record, m_used);
+      m_fieldState = afterSeparator;
+    } else if (c == L'"') {
+      newField(m_record, m_used);
+      m_keptLength = 0;
+      m_fieldState = quoted;
+    } else {
+      // c starts an unquoted field; the run takes it and what follows.
+      std::wstring& field = newField(m_record, m_used);
+      m_fieldState = unquoted;
+      m_pos = from;
+      takeUnquotedRun(field);
+    }
+    return;
+  case unquoted: {
+    std::wstring& field = lastField();
+    if (c == L',') {
+      field.resize(m_keptLength);
+      m_fieldState = afterSeparator;
       return;
     }
-    case quoted:
-      takeQuoted(lastField(), c, from);
+    field.append(from, m_pos);
+    if (!isCSVWhite(c)) m_keptLength = field.size();
+    return;
+  }
+  case quoted: takeQuoted(lastField(), c, from); return;
+  case quoteInQuoted:
+    if (c == L'"') {
+      // A doubled quote: the provisional one stays as data, this one goes.
+      m_keptLength = lastField().size();
+      m_fieldState = quoted;
       return;
-    case quoteInQuoted:
-      if (c == L'"') {
-        // A doubled quote: the provisional one stays as data, this one goes.
-        m_keptLength = lastField().size();
-        m_fieldState = quoted;
-        return;
-      }
-      break;
-    default:  // afterClosingQuote
-      break;
+    }
+    break;
+  default:  // afterClosingQuote
+    break;
   }
 
   // After what may have been the closing quote.
@@ -318,9 +309,7 @@ void RawCSVParser::takeQuoted(std::wstring& field, unsigned int c, const wchar_t
 }
 
 HeadedCSVParser::HeadedCSVParser(std::vector<std::wstring> names)
-    : m_raw(std::make_unique<RawCSVParser>()),
-      m_names(std::move(names)),
-      m_columnMap(m_names.size(), SIZE_MAX) {}
+    : m_raw(std::make_unique<RawCSVParser>()), m_names(std::move(names)), m_columnMap(m_names.size(), SIZE_MAX) {}
 
 void HeadedCSVParser::missingColumns(std::vector<bool>& missing) {
   missing.clear();
@@ -388,5 +377,5 @@ bool HeadedCSVParser::parse(std::vector<std::wstring>& fields, const std::wstrin
   return true;
 }
 
-}  // namespace detail
+}  // namespace internal
 }  // namespace QOR

@@ -1,13 +1,13 @@
 // The raw CSV parser's fast path: a whole record at a time, from stop to stop,
 // each field written once into the string at its place.
-#include "csv_parsers.h"
+#include "internal/csv_parsers.h"
 
 #include <emmintrin.h>
 
 #include <cstdint>
 #include <cstring>
 
-namespace QOR::detail {
+namespace QOR::internal {
 namespace {
 
 // Copies n units from the text into a string. Fields are short: the C
@@ -95,7 +95,8 @@ std::uint64_t stops16(const wchar_t* from) {
 }  // namespace
 
 std::uint64_t CSVStopScanner::stopMask(const wchar_t* from, std::size_t units) {
-  if (units == 64) return stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
+  if (units == 64)
+    return stops16(from) | stops16(from + 16) << 16 | stops16(from + 32) << 32 | stops16(from + 48) << 48;
   std::uint64_t mask = 0;
   for (std::size_t i = 0; i < units; ++i)
     mask |= static_cast<std::uint64_t>(isCSVStop(static_cast<unsigned int>(from[i]))) << i;
@@ -214,4 +215,4 @@ RawCSVParser::Got RawCSVParser::readPlainRecord(const Targets* targets, std::siz
   return targets == nullptr ? Got::inRecord : Got::direct;
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

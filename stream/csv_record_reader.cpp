@@ -6,7 +6,7 @@
 // - after a true return the parser is called with an empty string before it
 //   gets new text. A parser that goes on in its chunk ignores the argument; one
 //   waiting for the chunk after a CR takes the empty string and returns false.
-#include "csv_parsers.h"
+#include "internal/csv_parsers.h"
 #include "text_reader_imp.h"
 
 #include <qorcor14/stream/text_file.h>
@@ -18,11 +18,9 @@
 
 namespace QOR {
 
-CSVRecordReader::CSVRecordReader(CSVParser& parser, const std::wstring& text)
-    : m_parser(parser), m_text(&text) {}
+CSVRecordReader::CSVRecordReader(CSVParser& parser, const std::wstring& text) : m_parser(parser), m_text(&text) {}
 
-CSVRecordReader::CSVRecordReader(CSVParser& parser, TextReader& reader)
-    : m_parser(parser), m_reader(&reader) {}
+CSVRecordReader::CSVRecordReader(CSVParser& parser, TextReader& reader) : m_parser(parser), m_reader(&reader) {}
 
 CSVRecordReader::~CSVRecordReader() = default;
 
@@ -37,8 +35,8 @@ std::size_t afterLoneCarriageReturn(const std::wstring& text, std::size_t from) 
   for (; end - p > 8; p += 8) {
     const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1));
-    const __m128i lone = _mm_andnot_si128(_mm_cmpeq_epi16(next, _mm_set1_epi16(L'\n')),
-                                          _mm_cmpeq_epi16(x, _mm_set1_epi16(L'\r')));
+    const __m128i lone =
+        _mm_andnot_si128(_mm_cmpeq_epi16(next, _mm_set1_epi16(L'\n')), _mm_cmpeq_epi16(x, _mm_set1_epi16(L'\r')));
     if (const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(lone)))
       return static_cast<std::size_t>(p - begin) + std::countr_zero(mask) / 2 + 1;
   }
@@ -109,10 +107,10 @@ bool CSVRecordReader::next(std::vector<std::wstring>& fields) {
   // end then cuts off again, so the field keeps exactly what it had.
   m_done = true;
   // The one question that tells the library's parsers from others.
-  if (const auto* library = dynamic_cast<const detail::LibraryCSVParser*>(&m_parser)) {
+  if (const auto* library = dynamic_cast<const internal::LibraryCSVParser*>(&m_parser)) {
     const auto state = library->openRecordState();
-    if (state == detail::LibraryCSVParser::recordStart) return false;
-    m_chunk = state == detail::LibraryCSVParser::quoted ? L"\"\n" : L"\n";
+    if (state == internal::LibraryCSVParser::recordStart) return false;
+    m_chunk = state == internal::LibraryCSVParser::quoted ? L"\"\n" : L"\n";
   } else {
     m_chunk = L"\n";
   }

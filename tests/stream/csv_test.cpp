@@ -77,9 +77,20 @@ TEST(CSVParser, FieldRules) {
       {L"\"ab\"cd\n", {}},  // the line feed is data of the reopened quoted field
       {L"a\"b\" c \t,\" q \"\n", {{L"a\"b\" c", L" q "}}},
       {L" \"\" , \v\n", {{L"", L""}}},
-      {L"a\x2028" L"b\x2029" L"c\f" L"d\x85" L"e\v\n", {{L"a"}, {L"b"}, {L"c"}, {L"d"}, {L"e"}}},
-      {L"\x3000\xFEFF" L"a\x00A0 b\x2002,\U0001F600 \n", {{L"a\x00A0 b", L"\U0001F600"}}},
-      {L"\xD800,\xDC00" L"x\n", {{L"\xD800", L"\xDC00" L"x"}}},
+      {L"a\x2028"
+       L"b\x2029"
+       L"c\f"
+       L"d\x85"
+       L"e\v\n",
+       {{L"a"}, {L"b"}, {L"c"}, {L"d"}, {L"e"}}},
+      {L"\x3000\xFEFF"
+       L"a\x00A0 b\x2002,\U0001F600 \n",
+       {{L"a\x00A0 b", L"\U0001F600"}}},
+      {L"\xD800,\xDC00"
+       L"x\n",
+       {{L"\xD800",
+         L"\xDC00"
+         L"x"}}},
       {L"a\r\nb\n\nc\n", {{L"a"}, {L"b"}, {}, {L"c"}}},
   };
   for (const auto& c : cases) {
@@ -188,7 +199,10 @@ std::unique_ptr<QOR::TextReader> utf16File(qortest::ScratchFolder& dir, const st
 TEST(CSVRecordReader, OverATextReader) {
   qortest::ScratchFolder dir;
   // Every break becomes one LF in the record; the rest is as in the text.
-  auto in = utf16File(dir, L"Name,Note\r\n\"Ann\",\"two\r\nlines\"\r\n\"Bo\"\"b\",\x4E2D\U0001F600\rEve,\"a\x2028" L"b\"", "");
+  auto in = utf16File(dir,
+                      L"Name,Note\r\n\"Ann\",\"two\r\nlines\"\r\n\"Bo\"\"b\",\x4E2D\U0001F600\rEve,\"a\x2028"
+                      L"b\"",
+                      "");
   auto p = rawParser();
   QOR::CSVRecordReader fromFile(*p, *in);
   EXPECT_EQ(readAll(fromFile),
@@ -247,12 +261,48 @@ Records headedRecords(const Records& records, const Fields& names) {
 // or CR.
 TEST(CSVParser, MatchesThePlainReferenceWholeAndInPieces) {
   const std::wstring longRun(70, L'x');
-  const std::wstring pieces[] = {
-      L"a", L"bcdefghijklmnopq", longRun, L"\"" + longRun + L",\r\n\"\"" + longRun + L"\"", L"\"q\" \t", L"\"r\"s",
-      L" ", L"\t", L"\x0B", L",", L",", L",", L"\"", L"\"\"", L"\r", L"\n", L"\r\n", L"\r\n",
-      L"\x0C", L"\x85", L"\x2028", L"\x2029", L"\xA0", L"\x1680", L"\x180E", L"\x2000", L"\x200A", L"\x202F",
-      L"\x205F", L"\x3000", L"\xFEFF", L"\xE9", L"\x4E2D\x6587", L"\U0001F600", L"\xD800", L"\xDC00",
-      L"\x012C", L"\x0122", L"\x010D", L"\x010A", L"\x200B", L"\x167F\x3001\xFFFF"};
+  const std::wstring pieces[] = {L"a",
+                                 L"bcdefghijklmnopq",
+                                 longRun,
+                                 L"\"" + longRun + L",\r\n\"\"" + longRun + L"\"",
+                                 L"\"q\" \t",
+                                 L"\"r\"s",
+                                 L" ",
+                                 L"\t",
+                                 L"\x0B",
+                                 L",",
+                                 L",",
+                                 L",",
+                                 L"\"",
+                                 L"\"\"",
+                                 L"\r",
+                                 L"\n",
+                                 L"\r\n",
+                                 L"\r\n",
+                                 L"\x0C",
+                                 L"\x85",
+                                 L"\x2028",
+                                 L"\x2029",
+                                 L"\xA0",
+                                 L"\x1680",
+                                 L"\x180E",
+                                 L"\x2000",
+                                 L"\x200A",
+                                 L"\x202F",
+                                 L"\x205F",
+                                 L"\x3000",
+                                 L"\xFEFF",
+                                 L"\xE9",
+                                 L"\x4E2D\x6587",
+                                 L"\U0001F600",
+                                 L"\xD800",
+                                 L"\xDC00",
+                                 L"\x012C",
+                                 L"\x0122",
+                                 L"\x010D",
+                                 L"\x010A",
+                                 L"\x200B",
+                                 L"\x167F\x3001\xFFFF"};
   std::mt19937 rng(20240611);
   for (int round = 0; round < 500; ++round) {
     std::wstring text;

@@ -64,43 +64,40 @@ private:
 
   void take(unsigned int c, const std::wstring& units) {
     switch (m_state) {
-      case recordStart:
-      case afterSeparator:
-        if (isWhite(c)) return;
-        if (c == L',') {
-          m_fields.emplace_back();
-          m_state = afterSeparator;
-        } else if (c == L'"') {
-          m_fields.emplace_back();
-          m_kept = 0;
-          m_state = quoted;
-        } else {
-          m_fields.push_back(units);
-          m_kept = units.size();
-          m_state = unquoted;
-        }
+    case recordStart:
+    case afterSeparator:
+      if (isWhite(c)) return;
+      if (c == L',') {
+        m_fields.emplace_back();
+        m_state = afterSeparator;
+      } else if (c == L'"') {
+        m_fields.emplace_back();
+        m_kept = 0;
+        m_state = quoted;
+      } else {
+        m_fields.push_back(units);
+        m_kept = units.size();
+        m_state = unquoted;
+      }
+      return;
+    case unquoted:
+      if (c == L',') {
+        m_fields.back().resize(m_kept);
+        m_state = afterSeparator;
+      } else {
+        m_fields.back() += units;
+        if (!isWhite(c)) m_kept = m_fields.back().size();
+      }
+      return;
+    case quoted: takeQuoted(c, units); return;
+    case quoteInQuoted:
+      if (c == L'"') {
+        m_kept = m_fields.back().size();
+        m_state = quoted;
         return;
-      case unquoted:
-        if (c == L',') {
-          m_fields.back().resize(m_kept);
-          m_state = afterSeparator;
-        } else {
-          m_fields.back() += units;
-          if (!isWhite(c)) m_kept = m_fields.back().size();
-        }
-        return;
-      case quoted:
-        takeQuoted(c, units);
-        return;
-      case quoteInQuoted:
-        if (c == L'"') {
-          m_kept = m_fields.back().size();
-          m_state = quoted;
-          return;
-        }
-        break;
-      case afterClosingQuote:
-        break;
+      }
+      break;
+    case afterClosingQuote: break;
     }
     if (isWhite(c)) {
       m_fields.back() += units;

@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // White space for trimming: isUspace, with ASCII and the ranges that hold no
 // white space (U+00A1..U+167F, U+3001..U+FFFF but U+FEFF, surrogates and so
@@ -25,8 +25,7 @@ namespace QOR::detail {
 // the quote, LF and CR, and the other line ends (FF, U+0085, U+2028, U+2029).
 // Every other unit only extends the field it is in.
 [[nodiscard]] constexpr bool isCSVStop(unsigned int c) {
-  return c == L',' || c == L'"' || c == 0x0A || c == 0x0D || c == 0x0C || c == 0x85 || c == 0x2028 ||
-         c == 0x2029;
+  return c == L',' || c == L'"' || c == 0x0A || c == 0x0D || c == 0x0C || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
 
 // Finds the stops of one text, in order, one block of 64 units at a time. The
@@ -64,8 +63,8 @@ private:
   static std::uint64_t stopMask(const wchar_t* from, std::size_t units);
 
   const wchar_t* m_base = nullptr;
-  std::size_t m_units = 0;  // the block's length; 0 when there is none
+  std::size_t m_units = 0;   // the block's length; 0 when there is none
   std::uint64_t m_mask = 0;  // bit i: m_base[i] is a stop
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

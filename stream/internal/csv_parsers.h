@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 // The library's own parsers: the record reader asks them how the input's last
 // record stands, to close it exactly.
@@ -18,11 +18,11 @@ class LibraryCSVParser : public CSVParser {
 public:
   // Where the current record is (RawCSVParser's field state).
   enum FieldState : unsigned {
-    recordStart = 0,     // no field of the record has begun
-    afterSeparator = 1,  // a comma was read; the next field has not begun
-    unquoted = 2,        // inside a field that did not begin with a quote
-    quoted = 3,          // inside a field that began with a quote
-    quoteInQuoted = 4,   // a quote was read inside a quoted field
+    recordStart = 0,       // no field of the record has begun
+    afterSeparator = 1,    // a comma was read; the next field has not begun
+    unquoted = 2,          // inside a field that did not begin with a quote
+    quoted = 3,            // inside a field that began with a quote
+    quoteInQuoted = 4,     // a quote was read inside a quoted field
     afterClosingQuote = 5  // white space after what may be the closing quote
   };
 
@@ -36,8 +36,8 @@ class RawCSVParser final : public LibraryCSVParser {
 public:
   // Where the last record ended (m_lineEnd).
   enum LineEnd : unsigned {
-    textUsedUp = 0,      // the next call takes new text
-    afterLineEnd = 1,    // text remains after the record's line end
+    textUsedUp = 0,          // the next call takes new text
+    afterLineEnd = 1,        // text remains after the record's line end
     afterCarriageReturn = 2  // a CR ended it; an LF starting the next chunk is skipped
   };
 
@@ -137,4 +137,4 @@ private:
   std::vector<std::size_t> m_targets;
 };
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
