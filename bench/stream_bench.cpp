@@ -55,10 +55,11 @@ std::wstring tempName(const wchar_t* leaf) {
 // CSV-like lines: mostly ASCII fields, with `nonAscii` in 16 of the fields
 // being words with accented letters or CJK characters.
 std::wstring csvText(unsigned nonAscii, unsigned seed) {
-  static const wchar_t* ascii[] = {L"Smith", L"12.50", L"2024-06-11", L"\"Main Street, 12\"", L"ok",
-                                   L"4711", L"arc", L"transform", L"-0.001", L"north"};
-  static const wchar_t* other[] = {L"M\u00fcller", L"caf\u00e9", L"\u6771\u4eac\u90fd", L"\u0416\u0443\u043a",
-                                   L"Stra\u00dfe", L"\u65e5\u672c\u8a9e", L"na\u00efve", L"\u03b1\u03b2\u03b3"};
+  static const wchar_t* ascii[] = {L"Smith",  L"12.50", L"2024-06-11", L"\"Main Street, 12\"",
+                                   L"ok",     L"4711",  L"arc",        L"transform",
+                                   L"-0.001", L"north"};
+  static const wchar_t* other[] = {L"M\u00fcller", L"caf\u00e9",          L"\u6771\u4eac\u90fd", L"\u0416\u0443\u043a",
+                                   L"Stra\u00dfe", L"\u65e5\u672c\u8a9e", L"na\u00efve",         L"\u03b1\u03b2\u03b3"};
   std::mt19937 rng(seed);
   std::wstring text;
   while (text.size() < kFileUnits) {
@@ -75,8 +76,8 @@ std::wstring csvText(unsigned nonAscii, unsigned seed) {
 // Prose: lines of one to four sentences, each of Latin words with accented
 // letters followed by a run of CJK characters.
 std::wstring latinCjkText(unsigned seed) {
-  static const wchar_t* latin[] = {L"caf\u00e9", L"\u00fcber", L"na\u00efve", L"Stra\u00dfe", L"d\u00e9j\u00e0",
-                                   L"vu", L"fa\u00e7ade", L"and", L"the", L"r\u00e9sum\u00e9"};
+  static const wchar_t* latin[] = {L"caf\u00e9", L"\u00fcber",   L"na\u00efve", L"Stra\u00dfe", L"d\u00e9j\u00e0",
+                                   L"vu",        L"fa\u00e7ade", L"and",        L"the",         L"r\u00e9sum\u00e9"};
   std::mt19937 rng(seed);
   std::wstring text;
   while (text.size() < kFileUnits) {
@@ -134,7 +135,7 @@ void addReadLine(Suite& suite, const char* name, std::shared_ptr<TempFile> file,
              static_cast<double>(file->bytes)});
 }
 
-} // namespace
+}  // namespace
 
 void addStreamCases(Suite& suite) {
   const std::wstring mostlyAscii = csvText(1, 11), mixed = csvText(8, 12);
@@ -144,11 +145,10 @@ void addStreamCases(Suite& suite) {
               L"rt, ccs=UTF-8", "fgetws ccs=UTF-8");
   addReadLine(suite, "readLine UTF-8 Latin/CJK prose", tempFile(L"prose-utf8.txt", latinCjkText(13), QOR::UTF8),
               L"rt, ccs=UTF-8", "fgetws ccs=UTF-8");
-  addReadLine(suite, "readLine UTF-16LE CSV, mostly ASCII",
-              tempFile(L"ascii-utf16.csv", mostlyAscii, QOR::UTF16le), L"rt, ccs=UTF-16LE",
-              "fgetws ccs=UTF-16LE");
+  addReadLine(suite, "readLine UTF-16LE CSV, mostly ASCII", tempFile(L"ascii-utf16.csv", mostlyAscii, QOR::UTF16le),
+              L"rt, ccs=UTF-16LE", "fgetws ccs=UTF-16LE");
   addReadLine(suite, "readLine UTF-16LE CSV, half non-ASCII", tempFile(L"mixed-utf16.csv", mixed, QOR::UTF16le),
               L"rt, ccs=UTF-16LE", "fgetws ccs=UTF-16LE");
 }
 
-} // namespace bench
+}  // namespace bench

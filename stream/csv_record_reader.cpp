@@ -7,7 +7,7 @@
 //   gets new text. A parser that goes on in its chunk ignores the argument; one
 //   waiting for the chunk after a CR takes the empty string and returns false.
 #include "internal/csv_parsers.h"
-#include "text_reader_imp.h"
+#include "internal/text_reader_imp.h"
 
 #include <qorcor14/stream/text_file.h>
 
@@ -55,7 +55,7 @@ bool CSVRecordReader::nextChunk() {
     if (m_readError) std::rethrow_exception(std::exchange(m_readError, nullptr));
     m_chunk.clear();
     try {
-      if (detail::TextReaderImp* decoder = detail::decodingReader(*m_reader)) {
+      if (internal::TextReaderImp* decoder = internal::decodingReader(*m_reader)) {
         // The library's own reader appends the lines straight into the chunk.
         decoder->readLines(m_chunk, kChunkUnits);
       } else {

@@ -1,11 +1,11 @@
 // Text files opened by name: byte-order-mark detection, the append rules, and
 // the wrappers that own the file and forward to the reader or writer on it.
-#include "text_reader_imp.h"
-#include "text_writer_imp.h"
+#include "internal/text_reader_imp.h"
+#include "internal/text_writer_imp.h"
 
 #include <memory>
 
-namespace QOR::detail {
+namespace QOR::internal {
 namespace {
 
 // The encoding named by the byte-order mark at the start of the n bytes (up
@@ -77,7 +77,7 @@ TextReaderImp* decodingReader(TextReader& reader) {
   return dynamic_cast<TextReaderImp*>(&reader);
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal
 
 namespace QOR {
 
@@ -86,16 +86,16 @@ TextReader* TextReader::create(const std::wstring& name) {
   unsigned char head[4];
   const std::size_t n = file->read(head, sizeof head);
   std::size_t markLength = 0;
-  const TextEncoding enc = detail::detectEncoding(head, n, markLength);
+  const TextEncoding enc = internal::detectEncoding(head, n, markLength);
   file->seek(static_cast<long long>(markLength), seekBegin);
-  std::unique_ptr<TextReader> inner(detail::makeReader(*file, enc));
-  return new detail::TextFileReaderImp(std::move(file), std::move(inner));
+  std::unique_ptr<TextReader> inner(internal::makeReader(*file, enc));
+  return new internal::TextFileReaderImp(std::move(file), std::move(inner));
 }
 
 TextWriter* TextWriter::create(const std::wstring& name, TextOpenMode mode, TextEncoding enc) {
   // Refused before the file is touched, so that an existing file is neither
   // truncated nor created for nothing.
-  if (!detail::isEncoding(enc)) return nullptr;
+  if (!internal::isEncoding(enc)) return nullptr;
   std::unique_ptr<RawFileWriter> file;
   bool bom = true;
   if (mode == Append) {
@@ -107,14 +107,14 @@ TextWriter* TextWriter::create(const std::wstring& name, TextOpenMode mode, Text
       // Continue the existing text in its own encoding, without a new mark.
       file->seek(0, seekEnd);
       std::size_t markLength = 0;
-      enc = detail::detectEncoding(head, n, markLength);
+      enc = internal::detectEncoding(head, n, markLength);
       bom = false;
     }
   } else {
     file.reset(rawCreate(name));
   }
-  std::unique_ptr<TextWriter> inner(detail::makeWriter(*file, enc, bom));
-  return new detail::TextFileWriterImp(std::move(file), std::move(inner));
+  std::unique_ptr<TextWriter> inner(internal::makeWriter(*file, enc, bom));
+  return new internal::TextFileWriterImp(std::move(file), std::move(inner));
 }
 
 }  // namespace QOR

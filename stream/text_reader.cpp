@@ -1,6 +1,6 @@
 // The line reader shared by every encoding: the buffer refill, the code point
 // checks, line breaks, and the copying of plain runs.
-#include "text_reader_imp.h"
+#include "internal/text_reader_imp.h"
 
 #include <qorcor14/errors.h>
 #include <qorcor14/text/codepoint.h>
@@ -8,20 +8,18 @@
 
 #include "common/cpu_level.h"
 #include "common/messages.h"
-#include "text/utf8_kernels.h"
+#include "text/internal/utf8_kernels.h"
 
 #include <emmintrin.h>
 
 #include <bit>
 #include <cstring>
 
-namespace QOR::detail {
+namespace QOR::internal {
 namespace {
 
 // Units that end a line on their own; CR (which may take a LF with it) aside.
-constexpr bool isBreak(unsigned int cp) {
-  return isLineEnd(cp) && cp != 0x0D;
-}
+constexpr bool isBreak(unsigned int cp) { return isLineEnd(cp) && cp != 0x0D; }
 
 // Bytes below 0x80 that are not LF, FF or CR.
 constexpr bool isPlainByte(unsigned int b) { return b < 0x80 && b != 0x0A && b != 0x0C && b != 0x0D; }
@@ -56,9 +54,9 @@ ScalarEnd decodePlainScalar(const unsigned char*& p, const unsigned char* end, w
       // 16 bytes at a time, widened whole: the units after the first byte
       // that needs more than widening are overwritten or not counted.
       const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-      const __m128i breaks = _mm_or_si128(
-          _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A)),
-          _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C)), _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D))));
+      const __m128i breaks =
+          _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0A)),
+                       _mm_or_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(0x0C)), _mm_cmpeq_epi8(x, _mm_set1_epi8(0x0D))));
       const unsigned mask = static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(x, breaks)));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_unpacklo_epi8(x, zero));
       _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 8), _mm_unpackhi_epi8(x, zero));
@@ -183,12 +181,11 @@ std::size_t plainUnits(const unsigned char* p, const unsigned char* end, bool bi
 // Copies n units stored big-endian.
 void copySwapped(const unsigned char* p, std::size_t n, wchar_t* out) {
   for (; n >= 8; n -= 8, p += 16, out += 8)
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
-                     swapBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out), swapBytes(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
   for (; n; --n, p += 2) *out++ = static_cast<wchar_t>(p[0] << 8 | p[1]);
 }
 
-} // namespace
+}  // namespace
 
 TextReaderImp::Next TextReaderImp::next(unsigned int& cp, bool consume) {
   if (m_pos < m_count) {
@@ -229,10 +226,8 @@ void TextReaderImp::copyRun(std::wstring& line) {
   const std::size_t old = line.size();
   line.resize(old + units);
   wchar_t* const out = line.data() + old;
-  if (m_runs == PlainRuns::unitsLE)
-    std::memcpy(out, p, units * 2);
-  else
-    copySwapped(p, units, out);
+  if (m_runs == PlainRuns::unitsLE) std::memcpy(out, p, units * 2);
+  else copySwapped(p, units, out);
   m_pos += units * 2;
 }
 
@@ -285,8 +280,6 @@ bool TextReaderImp::appendLine(std::wstring& line) {
   }
 }
 
-void TextReaderImp::fail() const {
-  throw QorError(internal::undecodableTextMessage(m_raw.name()));
-}
+void TextReaderImp::fail() const { throw QorError(internal::undecodableTextMessage(m_raw.name())); }
 
-} // namespace QOR::detail
+}  // namespace QOR::internal

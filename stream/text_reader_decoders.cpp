@@ -1,5 +1,5 @@
 // The decoders of the four reader kinds, and the factory on a raw stream.
-#include "text_reader_imp.h"
+#include "internal/text_reader_imp.h"
 
 #include <qorcor14/text/codepoint.h>
 
@@ -10,9 +10,9 @@ namespace QOR {
 TextReader::TextReader() = default;
 TextReader::~TextReader() = default;
 
-TextReader* TextReader::create(RawReader& raw, TextEncoding enc) { return detail::makeReader(raw, enc); }
+TextReader* TextReader::create(RawReader& raw, TextEncoding enc) { return internal::makeReader(raw, enc); }
 
-namespace detail {
+namespace internal {
 
 TextReader* makeReader(RawReader& raw, TextEncoding enc) {
   switch (enc) {
@@ -73,7 +73,6 @@ std::size_t UTF8ReaderImp::decode(unsigned int& cp, const unsigned char* bytes, 
 
 namespace {
 
-
 // One unit, or a leading and a trailing surrogate; anything else gives 0.
 std::size_t decodeUTF16(unsigned int& cp, const unsigned char* bytes, std::size_t n, bool bigEndian) {
   auto unit = [&](std::size_t i) {
@@ -92,7 +91,7 @@ std::size_t decodeUTF16(unsigned int& cp, const unsigned char* bytes, std::size_
   return 4;
 }
 
-} // namespace
+}  // namespace
 
 std::size_t UTF16leReaderImp::decode(unsigned int& cp, const unsigned char* bytes, std::size_t n) {
   return decodeUTF16(cp, bytes, n, false);
@@ -102,5 +101,5 @@ std::size_t UTF16beReaderImp::decode(unsigned int& cp, const unsigned char* byte
   return decodeUTF16(cp, bytes, n, true);
 }
 
-} // namespace detail
-} // namespace QOR
+}  // namespace internal
+}  // namespace QOR

@@ -1,6 +1,6 @@
 // The writer shared by every encoding: line-break normalisation, surrogate
 // pairing, the buffer and its flushing.
-#include "text_writer_imp.h"
+#include "internal/text_writer_imp.h"
 
 #include <qorcor14/errors.h>
 #include <qorcor14/text/codepoint.h>
@@ -8,7 +8,7 @@
 
 #include "common/messages.h"
 
-namespace QOR::detail {
+namespace QOR::internal {
 namespace {}  // namespace
 
 void TextWriterImp::put(unsigned int cp) {
@@ -78,4 +78,4 @@ void TextWriterImp::fail(unsigned int cp) const {
   throw QorError(internal::unencodableCharacterMessage(code, m_raw.name()));
 }
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

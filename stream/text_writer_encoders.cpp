@@ -1,5 +1,5 @@
 // The encoders of the four writer kinds, and the factory on a raw stream.
-#include "text_writer_imp.h"
+#include "internal/text_writer_imp.h"
 
 #include <qorcor14/text/codepoint.h>
 
@@ -12,9 +12,11 @@ namespace QOR {
 TextWriter::TextWriter() = default;
 TextWriter::~TextWriter() = default;
 
-TextWriter* TextWriter::create(RawWriter& raw, TextEncoding enc, bool bom) { return detail::makeWriter(raw, enc, bom); }
+TextWriter* TextWriter::create(RawWriter& raw, TextEncoding enc, bool bom) {
+  return internal::makeWriter(raw, enc, bom);
+}
 
-namespace detail {
+namespace internal {
 
 TextWriter* makeWriter(RawWriter& raw, TextEncoding enc, bool bom) {
   TextWriterImp* writer = nullptr;
@@ -119,5 +121,5 @@ std::size_t UTF16beWriterImp::encode(unsigned int cp, unsigned char* out, std::s
   return encodeUTF16(cp, out, room, true);
 }
 
-}  // namespace detail
+}  // namespace internal
 }  // namespace QOR

@@ -18,7 +18,7 @@
 #include <qorcor14/text/codepoint.h>
 
 #include "common/cpu_level.h"
-#include "text/utf8_kernels.h"
+#include "text/internal/utf8_kernels.h"
 
 #include <emmintrin.h>
 
@@ -32,8 +32,7 @@ namespace {
 
 // What the accumulated value of a sequence with t trailing bytes must lose:
 // the lead byte's marker bits and 0x80 for every trailing byte, modulo 2^32.
-constexpr std::uint32_t kOffsets[6] = {0x00000000u, 0x00003080u, 0x000E2080u,
-                                       0x03C82080u, 0xFA082080u, 0x82082080u};
+constexpr std::uint32_t kOffsets[6] = {0x00000000u, 0x00003080u, 0x000E2080u, 0x03C82080u, 0xFA082080u, 0x82082080u};
 
 // Trailing-byte count of a lead byte at or above 0xC0.
 constexpr unsigned char trailingFor(unsigned b) {
@@ -128,7 +127,7 @@ void runKernel(void (*kernel)(Cursor&, decltype(Cursor::in)) noexcept, decltype(
   out = c.out;
 }
 
-} // namespace
+}  // namespace
 
 std::string utf8(const std::wstring& s) {
   std::string result;
@@ -236,7 +235,7 @@ inline void putDecoded(std::uint32_t v, wchar_t*& out) {
   }
 }
 
-} // namespace
+}  // namespace
 
 std::wstring utf8(const std::string& s) {
   std::wstring result;
@@ -299,9 +298,9 @@ std::wstring utf8(const std::string& s) {
       } while (end - p >= 2 && (*p & 0xE0) == 0xC0);
     } else if (t == 3) {
       do {
-        putDecoded((std::uint32_t(p[0]) << 18) + (std::uint32_t(p[1]) << 12) + (std::uint32_t(p[2]) << 6) + p[3] -
-                       kOffsets[3],
-                   out);
+        putDecoded(
+            (std::uint32_t(p[0]) << 18) + (std::uint32_t(p[1]) << 12) + (std::uint32_t(p[2]) << 6) + p[3] - kOffsets[3],
+            out);
         p += 4;
       } while (end - p >= 4 && (*p & 0xF8) == 0xF0);
     } else {

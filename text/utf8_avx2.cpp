@@ -1,7 +1,7 @@
 // The AVX2 kernels of utf8(), 32 bytes a vector: the steps of
 // utf8_kernel_steps.h twice as wide (see utf8_kernels.h).
-#include "text/utf8_kernel_steps.h"
-#include "text/utf8_length_steps.h"
+#include "text/internal/utf8_kernel_steps.h"
+#include "text/internal/utf8_length_steps.h"
 
 namespace QOR::internal {
 namespace {
@@ -124,8 +124,8 @@ QOR_KERNEL_INLINE __m256i convert32(__m256i x, __m256i prev, __m256i classPrev, 
     auto outsideRange = [](__m256i v) {
       return _mm256_or_si256(_mm256_cmpgt_epi16(v, splat16x(0x43FF)), _mm256_cmpgt_epi16(splat16x(0x400), v));
     };
-    outside = _mm256_or_si256(outside, _mm256_or_si256(_mm256_and_si256(tlo, outsideRange(lo)),
-                                                       _mm256_and_si256(thi, outsideRange(hi))));
+    outside = _mm256_or_si256(
+        outside, _mm256_or_si256(_mm256_and_si256(tlo, outsideRange(lo)), _mm256_and_si256(thi, outsideRange(hi))));
     lo = _mm256_blendv_epi8(lo, _mm256_add_epi16(_mm256_srli_epi16(lo, 4), splat16x(0xD7C0)), tlo);
     hi = _mm256_blendv_epi8(hi, _mm256_add_epi16(_mm256_srli_epi16(hi, 4), splat16x(0xD7C0)), thi);
   }
@@ -186,9 +186,7 @@ struct Blocks32 {
   }
 
   // stops16 and breaks16 (utf8_kernel_steps.h) over the 64 bytes at p.
-  static std::uint64_t stops(const unsigned char* p) {
-    return stops32(p) | std::uint64_t(stops32(p + 32)) << 32;
-  }
+  static std::uint64_t stops(const unsigned char* p) { return stops32(p) | std::uint64_t(stops32(p + 32)) << 32; }
   static std::uint64_t breaks(const unsigned char* p) {
     auto bits = [](__m256i x) {
       const __m256i lf = _mm256_cmpeq_epi8(x, _mm256_set1_epi8(0x0A));

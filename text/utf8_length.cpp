@@ -4,8 +4,8 @@
 // as decoding. Well-formed blocks are counted 64 bytes at a time from their
 // byte classes; anything else by the decoder's own rules, sequence by
 // sequence, so the count is exact for any input.
-#include "text/utf8_kernels.h"
-#include "text/utf8_length_steps.h"
+#include "text/internal/utf8_kernels.h"
+#include "text/internal/utf8_length_steps.h"
 
 #include <emmintrin.h>
 
@@ -13,8 +13,7 @@ namespace QOR::internal {
 namespace {
 
 // What the accumulated value of a sequence with t trailing bytes must lose.
-constexpr std::uint32_t kOffsets[6] = {0x00000000u, 0x00003080u, 0x000E2080u,
-                                       0x03C82080u, 0xFA082080u, 0x82082080u};
+constexpr std::uint32_t kOffsets[6] = {0x00000000u, 0x00003080u, 0x000E2080u, 0x03C82080u, 0xFA082080u, 0x82082080u};
 
 // The units the decoder writes for the sequences that start before `stop`,
 // from p (a sequence start) on; p moves to the first sequence start at or
@@ -47,7 +46,8 @@ inline __m128i load16(const unsigned char* p) { return _mm_loadu_si128(reinterpr
 
 struct LengthSse2 {
   static bool ascii(const unsigned char* p) {
-    const __m128i any = _mm_or_si128(_mm_or_si128(load16(p), load16(p + 16)), _mm_or_si128(load16(p + 32), load16(p + 48)));
+    const __m128i any =
+        _mm_or_si128(_mm_or_si128(load16(p), load16(p + 16)), _mm_or_si128(load16(p + 32), load16(p + 48)));
     return _mm_movemask_epi8(any) == 0;
   }
 
@@ -82,10 +82,10 @@ struct LengthSse2 {
       // F5 and above; F0 then 80..8F; F4 then 90 and above (as signed bytes,
       // 0x90 is -112; bytes below 0x80 there fail the block anyway).
       bad = _mm_or_si128(bad, _mm_cmpeq_epi8(_mm_max_epu8(x, _mm_set1_epi8(-11)), x));
-      bad = _mm_or_si128(bad, _mm_and_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(-16)),
-                                            _mm_cmplt_epi8(next, _mm_set1_epi8(-112))));
-      bad = _mm_or_si128(bad, _mm_and_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(-12)),
-                                            _mm_cmpgt_epi8(next, _mm_set1_epi8(-113))));
+      bad = _mm_or_si128(
+          bad, _mm_and_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(-16)), _mm_cmplt_epi8(next, _mm_set1_epi8(-112))));
+      bad = _mm_or_si128(
+          bad, _mm_and_si128(_mm_cmpeq_epi8(x, _mm_set1_epi8(-12)), _mm_cmpgt_epi8(next, _mm_set1_epi8(-113))));
     }
     return _mm_movemask_epi8(bad) == 0;
   }

@@ -1,5 +1,5 @@
 // The SSSE3 kernels of utf8(), 16 bytes a vector (see utf8_kernels.h).
-#include "text/utf8_kernel_steps.h"
+#include "text/internal/utf8_kernel_steps.h"
 
 namespace QOR::internal {
 

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 class TextReaderImp : public TextReader {
 public:
@@ -91,4 +91,4 @@ TextReader* makeReader(RawReader& raw, TextEncoding enc);
 // reader opened by name owns), or null for a reader of another kind.
 TextReaderImp* decodingReader(TextReader& reader);
 
-} // namespace QOR::detail
+}  // namespace QOR::internal

@@ -8,7 +8,7 @@
 #include <cstddef>
 #include <string>
 
-namespace QOR::detail {
+namespace QOR::internal {
 
 class TextWriterImp : public TextWriter {
 public:
@@ -68,4 +68,4 @@ public:
 // Multibyte; null for an encoding outside 0..4.
 TextWriter* makeWriter(RawWriter& raw, TextEncoding enc, bool bom);
 
-}  // namespace QOR::detail
+}  // namespace QOR::internal

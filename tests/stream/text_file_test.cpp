@@ -17,8 +17,8 @@
 
 namespace {
 
-using qortest::ScratchFolder;
 using qortest::errorText;
+using qortest::ScratchFolder;
 using Lines = std::vector<std::wstring>;
 
 std::wstring windowsPath(const char* unixPath, const wchar_t* leaf) {
@@ -32,8 +32,8 @@ std::wstring fixture(const wchar_t* leaf) { return windowsPath(QOR_STREAM_FIXTUR
 // The lines of a UTF-8 sample text, decoded by the system.
 Lines sampleLines(const wchar_t* leaf) {
   const std::string bytes = qortest::readBytes(windowsPath(QOR_STREAM_SAMPLES, leaf));
-  const int n = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()),
-                                    nullptr, 0);
+  const int n =
+      MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, bytes.data(), static_cast<int>(bytes.size()), nullptr, 0);
   std::wstring text(static_cast<std::size_t>(n), L'\0');
   MultiByteToWideChar(CP_UTF8, 0, bytes.data(), static_cast<int>(bytes.size()), text.data(), n);
   Lines lines;
@@ -107,9 +107,7 @@ TEST(TextFixtures, ReadsAndWritesWhatIconvEncodes) {
 
 // Files without a mark are read in the runtime's locale; these cases run under
 // code pages 1252 and 1251 (see CMakeLists.txt).
-const wchar_t* ansiFixture() {
-  return GetACP() == 1252 ? L"cp1252.txt" : GetACP() == 1251 ? L"cp1251.txt" : nullptr;
-}
+const wchar_t* ansiFixture() { return GetACP() == 1252 ? L"cp1252.txt" : GetACP() == 1251 ? L"cp1251.txt" : nullptr; }
 
 TEST(TextAnsi, ReadsAndWritesTheCodePageAsIconvDoes) {
   const wchar_t* file = ansiFixture();
@@ -156,13 +154,19 @@ TEST(TextReader, MarksBreaksAndDecoding) {
       {"ends in CR", "a\r", kByName, {L"a"}},
       {"LF CR is two breaks", "a\n\rb", kByName, {L"a", L"", L"b"}},
       {"every break",
-       "\xEF\xBB\xBF" "1\n2\f3\xC2\x85" "4\xE2\x80\xA8" "5\xE2\x80\xA9" "6\v7",
+       "\xEF\xBB\xBF"
+       "1\n2\f3\xC2\x85"
+       "4\xE2\x80\xA8"
+       "5\xE2\x80\xA9"
+       "6\v7",
        kByName,
        {L"1", L"2", L"3", L"4", L"5", L"6\v7"}},
       {"NUL in UTF-8", std::string("a\0b", 3), QOR::UTF8, {std::wstring(L"a\0b", 3)}},
       {"mark on a raw stream is text", "\xEF\xBB\xBFx", QOR::UTF8, {L"\uFEFFx"}},
       {"FF FE 00 00 is UTF-16LE", std::string("\xFF\xFE\0\0A\0", 6), kByName, {std::wstring(L"\0A", 2)}},
-      {"no mark in the C locale", std::string("\x80\xE9\xFF\x01 \x00z\n", 8), kByName,
+      {"no mark in the C locale",
+       std::string("\x80\xE9\xFF\x01 \x00z\n", 8),
+       kByName,
        {std::wstring(L"\u0080\u00E9\u00FF\u0001 \0z", 7)}},
   };
   ScratchFolder dir;
@@ -178,11 +182,22 @@ TEST(TextReader, UndecodableBytesFailAndStayUnread) {
   const struct {
     const char* what;
     std::string bytes;
-    Lines before;         // the lines read before the failure
-    std::wstring partial; // what the failing call leaves in the line
+    Lines before;          // the lines read before the failure
+    std::wstring partial;  // what the failing call leaves in the line
   } rows[] = {
-      {"UTF-16LE lone trailing surrogate", std::string("\xFF\xFE" "a\0\n\0b\0\x00\xDC" "c\0", 12), {L"a"}, L"b"},
-      {"UTF-16LE leading surrogate at the end", std::string("\xFF\xFE" "a\0\x00\xD8", 6), {}, L"a"},
+      {"UTF-16LE lone trailing surrogate",
+       std::string("\xFF\xFE"
+                   "a\0\n\0b\0\x00\xDC"
+                   "c\0",
+                   12),
+       {L"a"},
+       L"b"},
+      {"UTF-16LE leading surrogate at the end",
+       std::string("\xFF\xFE"
+                   "a\0\x00\xD8",
+                   6),
+       {},
+       L"a"},
       {"UTF-8 F8 by name", "\xEF\xBB\xBFok\n\xF8", {L"ok"}, L""},
   };
   ScratchFolder dir;
@@ -262,12 +277,26 @@ Utf8Reading referenceReading(const std::string& bytes) {
 // runs that cross the 1024-byte buffer, now and then a random byte, and
 // (`splitCrLf`) a CR LF split by the first refill.
 std::string randomUtf8(std::mt19937& rng, bool defects, bool splitCrLf) {
-  static const std::string pieces[] = {
-      "plain words ", "caf\xC3\xA9", "\xD0\x96\xD1\x83\xD0\xBA", "\xE6\x9D\xB1\xE4\xBA\xAC", "\xF0\x9F\x98\x80",
-      "\xF4\x8F\xBF\xBF", "\xE2\x80\x9C", "\xC2\xA0", "\xEF\xBF\xBF", "\x0B\t", std::string("\0", 1),
-      "\xC1\x81", "\xC3" "A", "\x80\xBF", "\xE0\x81\x81", "\xF0\x80\x80\xB1", "\xE2\x80\xA7"};
-  static const char* const breaks[] = {"\n", "\r", "\r\n", "\f", "\xC2\x85", "\xE2\x80\xA8", "\xE2\x80\xA9",
-                                       "\xC0\x8A", "\xE0\x82\x85", "\xF0\x80\x80\x8D"};
+  static const std::string pieces[] = {"plain words ",
+                                       "caf\xC3\xA9",
+                                       "\xD0\x96\xD1\x83\xD0\xBA",
+                                       "\xE6\x9D\xB1\xE4\xBA\xAC",
+                                       "\xF0\x9F\x98\x80",
+                                       "\xF4\x8F\xBF\xBF",
+                                       "\xE2\x80\x9C",
+                                       "\xC2\xA0",
+                                       "\xEF\xBF\xBF",
+                                       "\x0B\t",
+                                       std::string("\0", 1),
+                                       "\xC1\x81",
+                                       "\xC3"
+                                       "A",
+                                       "\x80\xBF",
+                                       "\xE0\x81\x81",
+                                       "\xF0\x80\x80\xB1",
+                                       "\xE2\x80\xA7"};
+  static const char* const breaks[] = {"\n",           "\r",           "\r\n",     "\f",           "\xC2\x85",
+                                       "\xE2\x80\xA8", "\xE2\x80\xA9", "\xC0\x8A", "\xE0\x82\x85", "\xF0\x80\x80\x8D"};
   static const char* const refused[] = {"\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF8", "\xC3\xC3", "\xE4\xB8"};
   std::string s;
   if (splitCrLf) s.assign(1023, 'a');
@@ -282,7 +311,8 @@ std::string randomUtf8(std::mt19937& rng, bool defects, bool splitCrLf) {
       for (unsigned k = rng() % 120; k; --k) s += piece;
     } else if (defects && kind == 5 && rng() % 8 == 0) {
       const char byte = static_cast<char>(rng());
-      s += rng() % 2 ? std::string(refused[rng() % std::size(refused)]) : std::string(1, byte == ',' || byte == '"' ? 'x' : byte);
+      s += rng() % 2 ? std::string(refused[rng() % std::size(refused)])
+                     : std::string(1, byte == ',' || byte == '"' ? 'x' : byte);
     } else {
       s += pieces[rng() % std::size(pieces)];
     }
@@ -407,10 +437,15 @@ TEST(TextWriter, MarksAndAppendRules) {
     std::string want;
   } rows[] = {
       {"missing file: requested encoding with a mark", nullptr, 0, QOR::UTF16be, std::string("\xFE\xFF\0b\0\r\0\n", 8)},
-      {"empty file: requested encoding with a mark", "", 0, QOR::UTF8, "\xEF\xBB\xBF" "b\r\n"},
+      {"empty file: requested encoding with a mark", "", 0, QOR::UTF8,
+       "\xEF\xBB\xBF"
+       "b\r\n"},
       {"UTF-16BE file continued as such", "\xFE\xFF\0a", 4, QOR::UTF8, std::string("\xFE\xFF\0a\0b\0\r\0\n", 10)},
       {"no mark: Multibyte", "a", 1, QOR::UTF16le, "ab\r\n"},
-      {"FF FE file as UTF-16LE", "\xFF\xFE", 2, QOR::Multibyte, std::string("\xFF\xFE" "b\0\r\0\n\0", 8)},
+      {"FF FE file as UTF-16LE", "\xFF\xFE", 2, QOR::Multibyte,
+       std::string("\xFF\xFE"
+                   "b\0\r\0\n\0",
+                   8)},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.what);
@@ -428,7 +463,9 @@ TEST(TextWriter, BuffersUntilFlush) {
   out->write(L"abc");
   EXPECT_EQ(qortest::readBytes(name), "") << "mark and text wait in the buffer";
   out->flush();
-  EXPECT_EQ(qortest::readBytes(name), "\xEF\xBB\xBF" "abc");
+  EXPECT_EQ(qortest::readBytes(name),
+            "\xEF\xBB\xBF"
+            "abc");
   out->close();
   out->write(L"late");
   EXPECT_EQ(errorText([&] { out->flush(); }), L"Cannot write to \"" + name + L"\": Bad file descriptor");
@@ -497,4 +534,4 @@ TEST(TextRoundTrip, RandomTextInEveryUnicodeEncoding) {
   }
 }
 
-} // namespace
+}  // namespace

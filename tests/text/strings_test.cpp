@@ -89,8 +89,8 @@ std::wstring randomWide(std::mt19937& rng, std::size_t units, bool lone) {
 std::string pathUnderTest() {
 #if defined(__GNUC__)
   const int found = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi2") ? 2
-                    : __builtin_cpu_supports("ssse3")                                 ? 1
-                                                                                      : 0;
+                    : __builtin_cpu_supports("ssse3")                                ? 1
+                                                                                     : 0;
 #else
   const int found = 2;
 #endif
@@ -107,10 +107,31 @@ std::string pathUnderTest() {
 // tests: every class of lead byte, stray and missing trailing bytes, overlong
 // forms, surrogates, and values beyond U+10FFFF.
 const std::string kPieces[] = {
-    "a",         "plain ascii text ", "\xC3\xA9",         "\xD0\x96",          "\xE4\xB8\xAD",    "\xE3\x80\x82",
-    "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", "\x80",         "\xBF",              "\xC3" "A",        "\xE2\x82" "A",
-    "\xF0\x9F\x98" "A", "\xE2\xE2\x82\xAC", std::string("\xC0\x80", 2), "\xED\xA0\x80", "\xF0\x80\x80\x80",
-    "\xF4\x90\x80\x80", "\xF7\xBF\xBF\xBF", "\xF8\x88\x80\x80\x80", "\xFC\x84\x80\x80\x80\x80", "\xFF\xFF",
+    "a",
+    "plain ascii text ",
+    "\xC3\xA9",
+    "\xD0\x96",
+    "\xE4\xB8\xAD",
+    "\xE3\x80\x82",
+    "\xF0\x9F\x98\x80",
+    "\xF4\x8F\xBF\xBF",
+    "\x80",
+    "\xBF",
+    "\xC3"
+    "A",
+    "\xE2\x82"
+    "A",
+    "\xF0\x9F\x98"
+    "A",
+    "\xE2\xE2\x82\xAC",
+    std::string("\xC0\x80", 2),
+    "\xED\xA0\x80",
+    "\xF0\x80\x80\x80",
+    "\xF4\x90\x80\x80",
+    "\xF7\xBF\xBF\xBF",
+    "\xF8\x88\x80\x80\x80",
+    "\xFC\x84\x80\x80\x80\x80",
+    "\xFF\xFF",
 };
 
 TEST(Utf8StringDecode, LenientRulesForStrayTruncatedOverlongAndOutOfRangeBytes) {
@@ -118,14 +139,21 @@ TEST(Utf8StringDecode, LenientRulesForStrayTruncatedOverlongAndOutOfRangeBytes) 
     std::string in;
     std::wstring out;
   } cases[] = {
-      {"\x80\xBF", L"\x80\xBF"},                                          // stray continuation bytes
-      {"A\xE2\x82", L"A\xFFFD"},                                          // cut short by the end
+      {"\x80\xBF", L"\x80\xBF"},  // stray continuation bytes
+      {"A\xE2\x82", L"A\xFFFD"},  // cut short by the end
       {std::string(37, 'x') + "\xF0\x9F\x98", std::wstring(37, L'x') + L"\xFFFD"},
-      {"\xE2" "ABC", L"\x1002" L"C"},                                       // trailing bytes unchecked
-      {std::string("\xC0\x80", 2), std::wstring(1, L'\0')},                // overlong forms accepted
+      {"\xE2"
+       "ABC",
+       L"\x1002"
+       L"C"},                                                // trailing bytes unchecked
+      {std::string("\xC0\x80", 2), std::wstring(1, L'\0')},  // overlong forms accepted
       {"\xFC\x80\x80\x81\x81\x81", L"\x1041"},
-      {"a\xF4\x90\x80\x80" "b", L"ab"},                                   // above U+10FFFF: nothing
-      {"a\xFF\xFF\xFF\xFF\xFF\xFF" "b", L"ab"},
+      {"a\xF4\x90\x80\x80"
+       "b",
+       L"ab"},  // above U+10FFFF: nothing
+      {"a\xFF\xFF\xFF\xFF\xFF\xFF"
+       "b",
+       L"ab"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::PrintToString(c.in));
@@ -162,8 +190,8 @@ TEST(Utf8StringDecode, EveryPieceAndEveryCutAtEveryPlaceAroundTheBlocks) {
   // break off at every place in a block (the output's length is counted in
   // such blocks too). A stray byte in front makes the length count take its
   // first bytes one at a time and its blocks from an odd offset.
-  const std::string fills[] = {"ascii text", "\xC3\xA9\xD0\x96", "\xE4\xB8\xAD\xE3\x80\x82",
-                               "\xF0\x9F\x98\x80", "ab\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80 "};
+  const std::string fills[] = {"ascii text", "\xC3\xA9\xD0\x96", "\xE4\xB8\xAD\xE3\x80\x82", "\xF0\x9F\x98\x80",
+                               "ab\xC3\xA9\xE4\xB8\xAD\xF0\x9F\x98\x80 "};
   for (const std::string& fill : fills) {
     std::string text;
     while (text.size() < 300) text += fill;
@@ -192,8 +220,8 @@ TEST(Utf8StringEncode, LoneAndReversedSurrogatesBecomeThreeByteSequences) {
 
 TEST(Utf8StringEncode, EveryUnitAtEveryPositionAroundTheBlockSizes) {
   const std::wstring fills[] = {L"q", L"\xE9", L"\x4E2D", L"\xD83D\xDE00", L"a\xE9\x4E2D\xD83D\xDE00"};
-  const std::wstring inserts[] = {L"\xE9",         L"\x4E2D",       L"\xD83D\xDE00", L"\xD800",
-                                  L"\xDC00",       L"\xDC00\xD800", L"\xD800\xD800\xDC00", L"a"};
+  const std::wstring inserts[] = {L"\xE9",   L"\x4E2D",       L"\xD83D\xDE00",       L"\xD800",
+                                  L"\xDC00", L"\xDC00\xD800", L"\xD800\xD800\xDC00", L"a"};
   for (const std::wstring& fill : fills) {
     for (std::size_t n : {7u, 8u, 9u, 15u, 16u, 17u, 31u, 32u, 33u, 47u, 48u, 49u, 64u, 65u, 80u}) {
       std::wstring text;

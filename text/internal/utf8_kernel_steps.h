@@ -4,7 +4,7 @@
 // copy is shared between them (see utf8_kernels.h).
 #pragma once
 
-#include "text/utf8_kernels.h"
+#include "text/internal/utf8_kernels.h"
 
 #include <immintrin.h>
 
@@ -223,19 +223,22 @@ QOR_KERNEL_INLINE __m128i convert16(__m128i x, __m128i prev, __m128i classPrev, 
     c = _mm_or_si128(c, _mm_shuffle_epi8(load16(kAddC), type));
   }
   const __m128i weights = splat16(0x4001), zero = _mm_setzero_si128();
-  __m128i lo = _mm_add_epi16(_mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), weights),
-                             _mm_slli_epi16(_mm_unpacklo_epi8(zero, c), 4));
-  __m128i hi = _mm_add_epi16(_mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), weights),
-                             _mm_slli_epi16(_mm_unpackhi_epi8(zero, c), 4));
+  __m128i lo =
+      _mm_add_epi16(_mm_maddubs_epi16(_mm_unpacklo_epi8(a, b), weights), _mm_slli_epi16(_mm_unpacklo_epi8(zero, c), 4));
+  __m128i hi =
+      _mm_add_epi16(_mm_maddubs_epi16(_mm_unpackhi_epi8(a, b), weights), _mm_slli_epi16(_mm_unpackhi_epi8(zero, c), 4));
   if constexpr (Fours) {
     const __m128i third = _mm_cmpeq_epi8(type, _mm_set1_epi8(4));
     const __m128i tlo = _mm_unpacklo_epi8(third, third), thi = _mm_unpackhi_epi8(third, third);
     auto outsideRange = [](__m128i v) {
       return _mm_or_si128(_mm_cmpgt_epi16(v, splat16(0x43FF)), _mm_cmpgt_epi16(splat16(0x400), v));
     };
-    outside = _mm_or_si128(outside, _mm_or_si128(_mm_and_si128(tlo, outsideRange(lo)), _mm_and_si128(thi, outsideRange(hi))));
-    lo = _mm_or_si128(_mm_andnot_si128(tlo, lo), _mm_and_si128(tlo, _mm_add_epi16(_mm_srli_epi16(lo, 4), splat16(0xD7C0))));
-    hi = _mm_or_si128(_mm_andnot_si128(thi, hi), _mm_and_si128(thi, _mm_add_epi16(_mm_srli_epi16(hi, 4), splat16(0xD7C0))));
+    outside =
+        _mm_or_si128(outside, _mm_or_si128(_mm_and_si128(tlo, outsideRange(lo)), _mm_and_si128(thi, outsideRange(hi))));
+    lo = _mm_or_si128(_mm_andnot_si128(tlo, lo),
+                      _mm_and_si128(tlo, _mm_add_epi16(_mm_srli_epi16(lo, 4), splat16(0xD7C0))));
+    hi = _mm_or_si128(_mm_andnot_si128(thi, hi),
+                      _mm_and_si128(thi, _mm_add_epi16(_mm_srli_epi16(hi, 4), splat16(0xD7C0))));
   }
   const Utf8KeepTable& t = kUtf8KeepTable;
   const unsigned k0 = keep & 0xFF, k1 = keep >> 8 & 0xFF;
