@@ -22,9 +22,6 @@ namespace {
 
 constexpr unsigned kWorkerStackBytes = 262144;
 
-// Takes a handle field's value out of the object and closes it.
-void closeField(void*& field) { UniqueHandle(std::exchange(field, nullptr)); }
-
 }  // namespace
 
 SchedulerBase::SchedulerBase(int priority)
@@ -32,7 +29,7 @@ SchedulerBase::SchedulerBase(int priority)
 
 // A done event left in its field (see doCancelCurrentTask) is the
 // scheduler's to close; the other handles close with their owners.
-SchedulerBase::~SchedulerBase() { closeField(m_doneEvent); }
+SchedulerBase::~SchedulerBase() { const UniqueHandle leftOver(m_doneEvent); }
 
 SchedulerBase::SchedulerBase(const SchedulerBase&) : SchedulerBase(0) {
   throw NotImplemented(L"SchedulerBase copy constructor");
