@@ -237,6 +237,10 @@ bool TextReaderImp::readLine(std::wstring& line) {
 }
 
 void TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
+  if (m_runs == PlainRuns::bytes) {
+    readUTF8Lines(text, atLeast);
+    return;
+  }
   while (text.size() < atLeast) {
     const std::size_t lineStart = text.size();
     try {
@@ -247,6 +251,69 @@ void TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
     }
     text.push_back(L'\n');
   }
+}
+
+// readLines for UTF-8 without a call per line: the runs of a buffer and the
+// LF, CR LF and lone CR between them are decoded into one block on the stack,
+// which is appended to `text` when the buffer is used up, before anything
+// else goes to the code point path (which may refill the buffer), and at the
+// end. Each LF or CR inside the buffer is read here as next() reads it; a CR
+// at the buffer's last byte, whose LF may be in the next fill, or before a
+// byte above 0x7F goes to the code point path like everything else.
+void TextReaderImp::readUTF8Lines(std::wstring& text, std::size_t atLeast) {
+  // Units decoded but not yet in text: they come from bytes of one buffer
+  // fill, at most one unit per byte.
+  if (text.size() >= atLeast) return;
+  wchar_t block[kBufferSize + internal::kDecodeSlack];
+  std::size_t held = 0;
+  std::size_t lineStart = text.size() + held;  // where the line in progress began
+  const auto flush = [&] {
+    text.append(block, held);
+    held = 0;
+  };
+  for (;;) {
+    if (m_pos < m_count) {
+      std::size_t units = 0;
+      m_pos += decodePlainUTF8(m_buffer + m_pos, m_buffer + m_count, block + held, units);
+      held += units;
+      // The byte after a CR must be ASCII to be read as itself: decode's
+      // leniency makes C0 8A, for one, a LF that belongs to the CR.
+      const unsigned char* const at = m_buffer + m_pos;
+      if (m_pos + 1 < m_count && (at[0] == 0x0A || (at[0] == 0x0D && at[1] < 0x80))) {
+        m_pos += at[0] == 0x0D && at[1] == 0x0A ? 2 : 1;
+        block[held++] = L'\n';
+        lineStart = text.size() + held;
+        if (lineStart >= atLeast) break;
+        continue;
+      }
+    }
+    flush();
+    unsigned int cp = 0;
+    const Next got = next(cp, true);
+    if (got == Next::end) {
+      if (text.size() != lineStart) text.push_back(L'\n');
+      return;
+    }
+    if (got == Next::bad) {
+      text.resize(lineStart);
+      fail();
+    }
+    if (isBreak(cp) || cp == 0x0D) {
+      if (cp == 0x0D) {
+        unsigned int after = 0;
+        if (next(after, false) == Next::ok && after == 0x0A) next(after, true);
+      }
+      text.push_back(L'\n');
+      lineStart = text.size();
+      if (lineStart >= atLeast) return;
+    } else if (cp <= 0xFFFF) {
+      text.push_back(static_cast<wchar_t>(cp));
+    } else {
+      text.push_back(leadingSurrogateOf(cp));
+      text.push_back(trailingSurrogateOf(cp));
+    }
+  }
+  flush();
 }
 
 bool TextReaderImp::appendLine(std::wstring& line) {

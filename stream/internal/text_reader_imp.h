@@ -46,6 +46,8 @@ private:
   // Decodes the next code point; on ok, advances past it when consume is true.
   // Refills the buffer as needed; end and bad leave the position as it is.
   Next next(unsigned int& cp, bool consume);
+  // readLines for PlainRuns::bytes.
+  void readUTF8Lines(std::wstring& text, std::size_t atLeast);
   // Appends the next line to `line`; readLine without clearing it first.
   bool appendLine(std::wstring& line);
   // Appends the run of plain units at the read position to line.
