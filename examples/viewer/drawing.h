@@ -17,7 +17,7 @@ namespace viewer {
 // the next with the first vertex's bulge (0: a straight segment).
 struct Shape {
   std::wstring name;
-  QOR::Colour colour;  // as the file gives it, in sRGB
+  Colour colour;  // as the file gives it, in sRGB
   std::vector<QOR::Arc<2>> segments;
 };
 
@@ -51,6 +51,6 @@ private:
 // 0..255, "hsv(H,S,V)" with H in degrees and S, V in 0..1, or a few names
 // ("black", "white", "red", "green", "blue"). Case and blanks around the
 // parts do not matter. False for anything else.
-[[nodiscard]] bool parseColour(const std::wstring& text, QOR::Colour& colour);
+[[nodiscard]] bool parseColour(const std::wstring& text, Colour& colour);
 
 }  // namespace viewer

@@ -19,7 +19,7 @@
 namespace viewer {
 
 // A 32-bit top-down DIBitmap of width x height, filled white.
-[[nodiscard]] std::unique_ptr<QOR::DIBitmap> whiteBitmap(int width, int height);
+[[nodiscard]] std::unique_ptr<DIBitmap> whiteBitmap(int width, int height);
 
 // The colour each shape is drawn in: its sRGB colour through `toDisplay`
 // when there is one, as 0x00RRGGBB (the byte order of a 32-bit DIB pixel).
@@ -35,7 +35,7 @@ public:
 
   // The drawing, the pixels and the target must outlive the job; the target
   // is 32 bits per pixel and top-down (as whiteBitmap makes it).
-  RenderJob(const Drawing& drawing, const View& view, const std::vector<std::uint32_t>& pixels, QOR::DIBitmap& target);
+  RenderJob(const Drawing& drawing, const View& view, const std::vector<std::uint32_t>& pixels, DIBitmap& target);
 
   // Draws on from where it stopped. Looks at `stop` before each batch and
   // returns false, with the next batch not begun, once it is set; true when
@@ -50,7 +50,7 @@ private:
   const Drawing& m_drawing;
   View m_view;
   const std::vector<std::uint32_t>& m_pixels;
-  QOR::DIBitmap& m_target;
+  DIBitmap& m_target;
   std::size_t m_shape = 0, m_segment = 0, m_done = 0;
 };
 

@@ -1,0 +1,225 @@
+// Drawing segments into a 32-bit top-down bitmap: lines clipped to the
+// bitmap before they are stepped, arcs flattened into chords that stay
+// within a quarter pixel of the circle.
+#include "render.h"
+
+#include <qorcor14/errors.h>
+
+#include <windows.h>
+#include <icm.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+
+namespace viewer {
+
+namespace {
+
+constexpr std::uint32_t kWhite = 0x00FFFFFF;
+// Chords are at most this far from their arc, in pixels.
+constexpr double kTolerance = 0.25;
+// No arc is cut into more chords than this, however large its radius.
+constexpr double kMaxChords = 65536;
+
+int bitmapWidth(const DIBitmap& b) { return static_cast<int>(b.header()->bmiHeader.biWidth); }
+int bitmapHeight(const DIBitmap& b) { return std::abs(static_cast<int>(b.header()->bmiHeader.biHeight)); }
+
+// Pixels of one bitmap, and the 1-pixel lines drawn into it.
+class Canvas {
+public:
+  explicit Canvas(DIBitmap& target)
+      : m_bits(static_cast<std::uint32_t*>(target.bits())), m_width(bitmapWidth(target)),
+        m_height(bitmapHeight(target)) {}
+
+  [[nodiscard]] int width() const { return m_width; }
+  [[nodiscard]] int height() const { return m_height; }
+
+  // The line between two window points, as the pixels whose centres lie
+  // nearest to it along its major axis, one per column (or row).
+  void line(double x0, double y0, double x1, double y1, std::uint32_t pixel) {
+    // Pixel (i, j) covers [i, i+1) x [j, j+1): with centres at whole numbers
+    // rounding picks the pixel.
+    x0 -= 0.5, y0 -= 0.5, x1 -= 0.5, y1 -= 0.5;
+    if (!clip(x0, y0, x1, y1)) return;
+    const double dx = x1 - x0, dy = y1 - y0;
+    if (std::fabs(dx) >= std::fabs(dy)) {
+      const int from = toIndex(x0, m_width), to = toIndex(x1, m_width);
+      const double slope = dx != 0 ? dy / dx : 0;
+      const int step = from <= to ? 1 : -1;
+      for (int i = from;; i += step) {
+        set(i, toIndex(y0 + (i - x0) * slope, m_height), pixel);
+        if (i == to) break;
+      }
+    } else {
+      const int from = toIndex(y0, m_height), to = toIndex(y1, m_height);
+      const double slope = dx / dy;
+      const int step = from <= to ? 1 : -1;
+      for (int j = from;; j += step) {
+        set(toIndex(x0 + (j - y0) * slope, m_width), j, pixel);
+        if (j == to) break;
+      }
+    }
+  }
+
+private:
+  // The nearest whole number within 0..size-1; clipping has already put the
+  // value within half a pixel of that range.
+  static int toIndex(double v, int size) {
+    const double r = std::floor(v + 0.5);
+    return r <= 0 ? 0 : r >= size - 1 ? size - 1 : static_cast<int>(r);
+  }
+
+  void set(int i, int j, std::uint32_t pixel) {
+    m_bits[static_cast<std::size_t>(j) * static_cast<std::size_t>(m_width) + static_cast<std::size_t>(i)] = pixel;
+  }
+
+  // Liang-Barsky against the pixels' area in centre coordinates: false when
+  // nothing of the line is left (or it is not finite).
+  bool clip(double& x0, double& y0, double& x1, double& y1) const {
+    if (!(std::isfinite(x0) && std::isfinite(y0) && std::isfinite(x1) && std::isfinite(y1))) return false;
+    const double dx = x1 - x0, dy = y1 - y0;
+    if (!std::isfinite(dx) || !std::isfinite(dy)) return false;
+    double t0 = 0, t1 = 1;
+    const auto edge = [&](double p, double q) {
+      if (p == 0) return q >= 0;
+      const double t = q / p;
+      if (p < 0) {
+        if (t > t1) return false;
+        t0 = std::max(t0, t);
+      } else {
+        if (t < t0) return false;
+        t1 = std::min(t1, t);
+      }
+      return true;
+    };
+    const double lo = -0.5, hiX = m_width - 0.5, hiY = m_height - 0.5;
+    if (!edge(-dx, x0 - lo) || !edge(dx, hiX - x0) || !edge(-dy, y0 - lo) || !edge(dy, hiY - y0)) return false;
+    if (t1 < 1) x1 = x0 + t1 * dx, y1 = y0 + t1 * dy;
+    if (t0 > 0) x0 += t0 * dx, y0 += t0 * dy;
+    return true;
+  }
+
+  std::uint32_t* m_bits;
+  int m_width, m_height;
+};
+
+// The view's matrix and translation, applied inline: p·M + t.
+struct Mapping {
+  double m[3][2];
+  bool mirroring;
+
+  explicit Mapping(const UniformTransform<2>& t) : mirroring(t.mirroring()) { t.packToPod(m); }
+  [[nodiscard]] Point<2> operator()(const Point<2>& p) const {
+    return Point<2>(p[0] * m[0][0] + p[1] * m[1][0] + m[2][0], p[0] * m[0][1] + p[1] * m[1][1] + m[2][1]);
+  }
+};
+
+void drawArc(Canvas& canvas, const Point<2>& a, double bulge, const Point<2>& b, std::uint32_t pixel) {
+  // The same arc in window coordinates.
+  const QOR::Arc<2> arc(a, bulge, b);
+  const Extent<2> e = arc.extent();
+  if (!(e.hi(0) >= 0 && e.lo(0) <= canvas.width() && e.hi(1) >= 0 && e.lo(1) <= canvas.height())) return;
+  const double chord = (b - a).length();
+  const double radius = chord * (1 + bulge * bulge) / (4 * std::fabs(bulge));
+  const double sweep = 4 * std::atan(bulge);
+  const double step = 2 * std::acos(std::clamp(1 - kTolerance / radius, -1.0, 1.0));
+  const double pieces = std::min(std::ceil(std::fabs(sweep) / step), kMaxChords);
+  if (!(pieces >= 1) || !std::isfinite(radius)) {
+    canvas.line(a[0], a[1], b[0], b[1], pixel);
+    return;
+  }
+  const int n = static_cast<int>(pieces);
+  const Point<2> c = arc.centre();
+  const double rx = a[0] - c[0], ry = a[1] - c[1];
+  double px = a[0], py = a[1];
+  for (int k = 1; k <= n; ++k) {
+    double qx = b[0], qy = b[1];
+    if (k < n) {
+      const double phi = sweep * k / n, cs = std::cos(phi), sn = std::sin(phi);
+      qx = c[0] + rx * cs - ry * sn;
+      qy = c[1] + rx * sn + ry * cs;
+    }
+    canvas.line(px, py, qx, qy, pixel);
+    px = qx, py = qy;
+  }
+}
+
+}  // namespace
+
+std::unique_ptr<DIBitmap> whiteBitmap(int width, int height) {
+  if (width < 1 || height < 1) throw std::logic_error("a bitmap needs a width and a height of at least 1");
+  auto bitmap = std::make_unique<DIBitmap>(static_cast<unsigned int>(width), -height, 32, 0);
+  auto* bits = static_cast<std::uint32_t*>(bitmap->bits());
+  std::fill(bits, bits + bitmap->bitsSize() / 4, kWhite);
+  return bitmap;
+}
+
+std::vector<std::uint32_t> shapePixels(const Drawing& drawing, const QOR::ColourTransform* toDisplay) {
+  const std::size_t n = drawing.shapes.size();
+  std::vector<unsigned char> bgr(3 * n);
+  for (std::size_t i = 0; i < n; ++i) drawing.shapes[i].colour.getDib24(&bgr[3 * i]);
+  if (toDisplay) {
+    // One row of pixels per call, short enough for the call's 32-bit sizes.
+    constexpr std::size_t kRow = 65536;
+    std::vector<unsigned char> out(bgr.size());
+    for (std::size_t from = 0; from < n; from += kRow) {
+      const DWORD count = static_cast<DWORD>(std::min(kRow, n - from));
+      if (!TranslateBitmapBits(toDisplay->handle(), &bgr[3 * from], BM_RGBTRIPLETS, count, 1, 3 * count, &out[3 * from],
+                               BM_RGBTRIPLETS, 3 * count, nullptr, 0))
+        throw WinError(L"TranslateBitmapBits", GetLastError());
+    }
+    bgr.swap(out);
+  }
+  std::vector<std::uint32_t> pixels(n);
+  for (std::size_t i = 0; i < n; ++i)
+    pixels[i] =
+        static_cast<std::uint32_t>(bgr[3 * i + 2]) << 16 | static_cast<std::uint32_t>(bgr[3 * i + 1]) << 8 | bgr[3 * i];
+  return pixels;
+}
+
+RenderJob::RenderJob(const Drawing& drawing, const View& view, const std::vector<std::uint32_t>& pixels,
+                     DIBitmap& target)
+    : m_drawing(drawing), m_view(view), m_pixels(pixels), m_target(target) {
+  if (pixels.size() != drawing.shapes.size()) throw std::logic_error("one pixel value per shape is needed");
+  const BITMAPINFOHEADER& h = target.header()->bmiHeader;
+  if (h.biBitCount != 32 || h.biHeight >= 0 || h.biWidth < 1)
+    throw std::logic_error("the target must be a 32-bit top-down bitmap");
+}
+
+bool RenderJob::run(const std::atomic<bool>& stop) {
+  Canvas canvas(m_target);
+  const Mapping map(m_view.toWindow());
+  const std::vector<Shape>& shapes = m_drawing.shapes;
+  while (m_shape < shapes.size()) {
+    if (stop.load(std::memory_order_relaxed)) return false;
+    for (std::size_t budget = kBatch; budget > 0 && m_shape < shapes.size();) {
+      const Shape& shape = shapes[m_shape];
+      const std::uint32_t pixel = m_pixels[m_shape];
+      const std::size_t first = m_segment, end = std::min(shape.segments.size(), first + budget);
+      for (; m_segment < end; ++m_segment) {
+        const QOR::Arc<2>& s = shape.segments[m_segment];
+        const Point<2> a = map(s.start()), b = map(s.end());
+        // A mirroring view turns every arc the other way round.
+        const double bulge = map.mirroring ? -s.bulge() : s.bulge();
+        if (bulge == 0) canvas.line(a[0], a[1], b[0], b[1], pixel);
+        else drawArc(canvas, a, bulge, b, pixel);
+      }
+      budget -= end - first;
+      m_done += end - first;
+      if (m_segment == shape.segments.size()) {
+        ++m_shape;
+        m_segment = 0;
+      }
+    }
+  }
+  return true;
+}
+
+void RenderJob::runToEnd() {
+  const std::atomic<bool> never{false};
+  run(never);
+}
+
+}  // namespace viewer
