@@ -116,33 +116,74 @@ struct Mapping {
   }
 };
 
+constexpr double kPi = 3.141592653589793;
+
+// The part of an arc that can reach the bitmap, as an interval of its turn
+// from the start (0 .. |sweep|). The bitmap lies in the disc of radius
+// `reach` about `middle`; the circle meets that disc in one window of
+// angles about the direction of `middle`. Up to two intervals, as the
+// window may wrap around the start.
+int visibleTurns(const Point<2>& centre, double radius, double startAngle, double sweep, const Point<2>& middle,
+                 double reach, double (&turns)[2][2]) {
+  const double span = std::fabs(sweep);
+  const Vector<2> toMiddle = middle - centre;
+  const double d = toMiddle.length();
+  if (d + radius <= reach) {
+    turns[0][0] = 0, turns[0][1] = span;
+    return 1;
+  }
+  const double gap = d - radius;
+  if (std::fabs(gap) >= reach) return 0;
+  // Half the window's angle, from 1 - cos = (reach^2 - gap^2) / (2 r d)
+  // without the cancellation of the law of cosines at large radii.
+  const double halfWindow = 2 * std::asin(std::min(1.0, std::sqrt((reach * reach - gap * gap) / (4 * radius * d))));
+  const double toward = std::atan2(toMiddle[1], toMiddle[0]);
+  double u = std::remainder((sweep < 0 ? -1 : 1) * (toward - startAngle), 2 * kPi);
+  if (u < 0) u += 2 * kPi;
+  int n = 0;
+  for (const double shift : {0.0, -2 * kPi}) {
+    const double from = std::max(0.0, u - halfWindow + shift), to = std::min(span, u + halfWindow + shift);
+    if (from < to) turns[n][0] = from, turns[n++][1] = to;
+  }
+  return n;
+}
+
+// An arc in window coordinates as chords within kTolerance of it, only
+// where it can reach the bitmap: a zoomed-in view may give it a radius of
+// 1e12 pixels.
 void drawArc(Canvas& canvas, const Point<2>& a, double bulge, const Point<2>& b, std::uint32_t pixel) {
-  // The same arc in window coordinates.
   const QOR::Arc<2> arc(a, bulge, b);
   const Extent<2> e = arc.extent();
   if (!(e.hi(0) >= 0 && e.lo(0) <= canvas.width() && e.hi(1) >= 0 && e.lo(1) <= canvas.height())) return;
-  const double chord = (b - a).length();
-  const double radius = chord * (1 + bulge * bulge) / (4 * std::fabs(bulge));
-  const double sweep = 4 * std::atan(bulge);
-  const double step = 2 * std::acos(std::clamp(1 - kTolerance / radius, -1.0, 1.0));
-  const double pieces = std::min(std::ceil(std::fabs(sweep) / step), kMaxChords);
-  if (!(pieces >= 1) || !std::isfinite(radius)) {
+  const Point<2> c = arc.centre();
+  const double radius = (a - c).length(), sweep = 4 * std::atan(bulge);
+  if (!std::isfinite(radius) || !(radius > 0) || !c.isFinite()) {
     canvas.line(a[0], a[1], b[0], b[1], pixel);
     return;
   }
-  const int n = static_cast<int>(pieces);
-  const Point<2> c = arc.centre();
-  const double rx = a[0] - c[0], ry = a[1] - c[1];
-  double px = a[0], py = a[1];
-  for (int k = 1; k <= n; ++k) {
-    double qx = b[0], qy = b[1];
-    if (k < n) {
-      const double phi = sweep * k / n, cs = std::cos(phi), sn = std::sin(phi);
-      qx = c[0] + rx * cs - ry * sn;
-      qy = c[1] + rx * sn + ry * cs;
+  // The turn of a chord whose middle is kTolerance inside the circle:
+  // 1 - cos(step / 2) = kTolerance / radius.
+  const double step = 4 * std::asin(std::min(1.0, std::sqrt(kTolerance / (2 * radius))));
+  const double startAngle = std::atan2(a[1] - c[1], a[0] - c[0]), direction = sweep < 0 ? -1 : 1;
+  const double w = canvas.width(), h = canvas.height();
+  double turns[2][2];
+  const int n = visibleTurns(c, radius, startAngle, sweep, Point<2>(w / 2, h / 2), std::hypot(w, h) / 2 + 2, turns);
+  for (int k = 0; k < n; ++k) {
+    const double from = turns[k][0], to = turns[k][1];
+    const int pieces = static_cast<int>(std::clamp(std::ceil((to - from) / step), 1.0, kMaxChords));
+    // The arc's own ends are exact; the points between come from the circle.
+    const auto at = [&](double turn) {
+      if (turn == 0) return a;
+      if (turn == std::fabs(sweep)) return b;
+      const double angle = startAngle + direction * turn;
+      return Point<2>(c[0] + radius * std::cos(angle), c[1] + radius * std::sin(angle));
+    };
+    Point<2> p = at(from);
+    for (int i = 1; i <= pieces; ++i) {
+      const Point<2> q = at(i == pieces ? to : from + (to - from) * i / pieces);
+      canvas.line(p[0], p[1], q[0], q[1], pixel);
+      p = q;
     }
-    canvas.line(px, py, qx, qy, pixel);
-    px = qx, py = qy;
   }
 }
 
