@@ -6,6 +6,8 @@
 #   ./build.sh test-ubsan      the same, trapping on undefined behaviour
 #   ./build.sh test-clang      the same, built by clang instead of GCC
 #   ./build.sh bench [ARGS...] build and run the benchmarks
+#   ./build.sh viewer [FILE]   build and show FILE (a sample drawing) in the
+#                              viewer example, in a window on $DISPLAY
 #   ./build.sh fuzz [TARGET] [--seconds N]
 #                              build the fuzz targets (ubsan) and run TARGET, or
 #                              each, for N seconds (60); failing inputs go to
@@ -18,7 +20,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 
-packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil spin clang-format)
+packages=(cmake ninja-build g++-mingw-w64-x86-64-posix clang wine64 googletest libeigen3-dev libfccp-dev icc-profiles-free colord-data python3-pil spin clang-format xvfb xdotool x11-apps)
 
 ensure_packages() {
   local missing=()
@@ -70,6 +72,19 @@ case "$command" in
     build default
     status=0; run_exe default build/default/bin/qorbench.exe "$@" || status=$?
     stop_wine; exit $status ;;
+  viewer)
+    [ -n "${DISPLAY:-}" ] || { echo "./build.sh viewer shows a window on \$DISPLAY, which is not set" >&2; exit 2; }
+    [ $# -le 1 ] || { echo "./build.sh viewer takes one drawing at most" >&2; exit 2; }
+    file=$PWD/examples/viewer/samples/shapes.csv
+    # A name is the user's, relative to where the script was started.
+    if [ $# -eq 1 ]; then file=$(cd "$OLDPWD" && realpath -e -- "$1") || exit 2; fi
+    ensure_packages
+    build default
+    # Its own prefix with the X11 driver; the viewer gets the file by its Windows name.
+    prefix=$PWD/build/default/wineprefix-x11
+    status=0; cmake/wine-x11.sh --prefix "$prefix" build/default/bin/viewer.exe "Z:${file//\//\\}" || status=$?
+    WINEPREFIX=$prefix /usr/lib/wine/wineserver -k 2>/dev/null || true
+    exit $status ;;
   fuzz)
     # The ubsan build: hostile input is where undefined behaviour hides, and
     # there it traps and the input is saved instead of passing silently.
@@ -103,5 +118,5 @@ case "$command" in
     ensure_packages
     exec tools/check_sources.sh "$@" ;;
   *)
-    sed -n '2,17p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
+    sed -n '2,19p' "$0" | sed 's/^# \{0,1\}//' >&2; exit 2 ;;
 esac
