@@ -77,5 +77,7 @@ bool isDebugChild();
 int runDebugChild();
 void addSchedulerCases(Suite& suite);
 void addColourCases(Suite& suite);
+// The viewer example's rendering beside bare GDI (built with the example).
+void addViewerCases(Suite& suite);
 
 }  // namespace bench

@@ -18,6 +18,9 @@ int main(int argc, char** argv) {
   bench::addCsvCases(suite);
   bench::addColourCases(suite);
   bench::addDebugCases(suite);
+#ifdef QOR_BENCH_VIEWER
+  bench::addViewerCases(suite);
+#endif
   int run = suite.run(argc > 1 ? argv[1] : "");
   run += bench::runDebugActiveInChild(argc > 1 ? argv[1] : "");
   run += bench::runCsvMemory(argc > 1 ? argv[1] : "");

@@ -38,7 +38,10 @@ bool PictureTask::draw() {
       m_job.emplace(*m_drawing.drawing, m_drawing.view, *m_drawing.pixels, *m_picture);
       m_started = GetTickCount64();
     }
-    if (!m_job->run(m_stop)) return false;
+    if (!m_job->run(m_stop)) {
+      trace(L"picture interrupted after " + std::to_wstring(m_job->segmentsDrawn()) + L" segments");
+      return false;
+    }
   } catch (const std::exception& e) {
     // Too large a picture, say: the window keeps what it shows.
     trace(L"picture not drawn: " + std::wstring(e.what(), e.what() + std::char_traits<char>::length(e.what())));

@@ -19,6 +19,8 @@ namespace viewer {
 
 // Posted to the window when a picture of its latest request is finished.
 inline constexpr UINT kPictureReady = WM_APP + 1;
+// Posted by a window to itself to open the files other programs sent it.
+inline constexpr UINT kOpenSent = WM_APP + 2;
 
 // What to draw: the drawing, its shapes' pixels, the view and the size.
 struct PictureRequest {

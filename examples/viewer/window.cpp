@@ -71,7 +71,7 @@ QOR::Handle<QOR::ColourTransform> displayTransform() {
     const auto srgb = QOR::ColourProfile::create(QOR::ColourProfileId::sRGB);
     const auto display = QOR::ColourProfile::createFromFile(path);
     trace(std::wstring(L"display profile ") + path);
-    return QOR::ColourTransform::create(QOR::RenderingIntent::perceptual, *srgb, *display);
+    return QOR::ColourTransform::create(QOR::RenderingIntent::relativeColorimetric, *srgb, *display);
   } catch (const QOR::QorError& e) {
     trace(std::wstring(L"display profile ") + path + L" not used: " + e.wWhat());
     return {};
@@ -107,6 +107,7 @@ private:
   View m_view;
   std::unique_ptr<DIBitmap> m_picture;  // the last finished picture
   PictureTask m_task;
+  std::vector<std::wstring> m_toOpen;  // files sent by other programs
   std::optional<POINT> m_dragFrom;
   std::optional<Point<2>> m_cursor;  // in drawing coordinates
 };
@@ -235,6 +236,23 @@ LRESULT ViewerWindow::handle(UINT message, WPARAM wParam, LPARAM lParam) {
     const std::vector<std::wstring> files = getDropFiles(drop);
     DragFinish(drop);
     if (!files.empty()) open(files.front());
+    return 0;
+  }
+  case WM_COPYDATA: {
+    // Another program asks this window to open a file. The sender waits for
+    // the answer, so the file is opened once it has it.
+    const auto* data = reinterpret_cast<const COPYDATASTRUCT*>(lParam);
+    if (data->dwData != kOpenFileData || data->cbData == 0 || data->cbData % sizeof(wchar_t) != 0 ||
+        data->cbData > 32768 * sizeof(wchar_t))
+      return FALSE;
+    m_toOpen.emplace_back(static_cast<const wchar_t*>(data->lpData), data->cbData / sizeof(wchar_t));
+    PostMessageW(m_window, kOpenSent, 0, 0);
+    return TRUE;
+  }
+  case kOpenSent: {
+    std::vector<std::wstring> files;
+    files.swap(m_toOpen);
+    for (const std::wstring& file : files) open(file);
     return 0;
   }
   case WM_ACTIVATE:
@@ -415,7 +433,12 @@ int runWindows(HINSTANCE instance, int show, const std::vector<std::wstring>& ar
   }
   if (!registerClass(instance)) return 1;
   app.toDisplay = displayTransform();
-  if (file.empty()) file = loadLastFile();
+  // The file shown last time, unless it has gone since: that is no error of
+  // this run.
+  if (file.empty()) {
+    const std::wstring last = loadLastFile();
+    if (!last.empty() && GetFileAttributesW(last.c_str()) != INVALID_FILE_ATTRIBUTES) file = last;
+  }
 
   ViewerWindow* first = ViewerWindow::create(std::make_shared<Drawing>(), std::nullopt);
   if (!first) return 1;
