@@ -10,29 +10,18 @@
 #
 # The prefix defaults to build/default/wineprefix-x11 beside this script. Keep
 # it apart from wine-run.sh's headless prefixes: a prefix's wineserver and
-# desktop process belong to one display. LC_ALL is en_US.UTF-8 (ANSI code
-# page 1252) unless QOR_LC_ALL names another.
+# desktop process belong to one display.
 set -euo pipefail
 
 prefix=$(dirname "$0")/../build/default/wineprefix-x11
 if [ "${1:-}" = --prefix ]; then prefix=$2; shift 2; fi
-prefix=$(realpath -m "$prefix")   # Wine wants an absolute path
-
 if [ -z "${DISPLAY:-}" ]; then
   echo "wine-x11.sh: DISPLAY is not set; this runs programs in X windows" >&2
   exit 2
 fi
 
-wine_dir=/usr/lib/wine
-export WINEPREFIX=$prefix
-export WINEDEBUG=-all
-export WINEDLLOVERRIDES="mscoree,mshtml="
-locale=${QOR_LC_ALL:-en_US.UTF-8}
-unset WAYLAND_DISPLAY
-
-# bash itself would warn about a locale the host has not generated; only
-# Wine reads it, to choose the ANSI code page.
-wine() { env LC_ALL="$locale" "$wine_dir/wine64" "$@"; }
+# shellcheck source=wine-prefix.sh
+. "$(dirname "$0")/wine-prefix.sh"
 
 prepare() {
   # Booted without a display: nothing of the first boot shows on the screen.
@@ -54,16 +43,4 @@ prepare() {
   cp /usr/share/wine/fonts/*.ttf "$prefix/drive_c/windows/Fonts/" 2>/dev/null || true
 }
 
-if [ ! -f "$prefix/.qor-prepared" ]; then
-  mkdir -p "$(dirname "$prefix")"
-  exec 9>"$prefix.lock"
-  flock 9
-  if [ ! -f "$prefix/.qor-prepared" ]; then
-    prepare >/dev/null 2>&1 || { echo "wine-x11.sh: cannot prepare $prefix" >&2; exit 1; }
-    touch "$prefix/.qor-prepared"
-  fi
-  flock -u 9
-  exec 9>&-
-fi
-
-exec env LC_ALL="$locale" "$wine_dir/wine64" "$@"
+run_in_prefix wine-x11.sh "$prefix" "$@"
