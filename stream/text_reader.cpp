@@ -261,16 +261,12 @@ void TextReaderImp::readLines(std::wstring& text, std::size_t atLeast) {
 // at the buffer's last byte, whose LF may be in the next fill, or before a
 // byte above 0x7F goes to the code point path like everything else.
 void TextReaderImp::readUTF8Lines(std::wstring& text, std::size_t atLeast) {
+  if (text.size() >= atLeast) return;
   // Units decoded but not yet in text: they come from bytes of one buffer
   // fill, at most one unit per byte.
-  if (text.size() >= atLeast) return;
   wchar_t block[kBufferSize + internal::kDecodeSlack];
   std::size_t held = 0;
-  std::size_t lineStart = text.size() + held;  // where the line in progress began
-  const auto flush = [&] {
-    text.append(block, held);
-    held = 0;
-  };
+  std::size_t lineStart = text.size();  // where the line in progress began
   for (;;) {
     if (m_pos < m_count) {
       std::size_t units = 0;
@@ -287,7 +283,8 @@ void TextReaderImp::readUTF8Lines(std::wstring& text, std::size_t atLeast) {
         continue;
       }
     }
-    flush();
+    text.append(block, held);
+    held = 0;
     unsigned int cp = 0;
     const Next got = next(cp, true);
     if (got == Next::end) {
@@ -298,22 +295,13 @@ void TextReaderImp::readUTF8Lines(std::wstring& text, std::size_t atLeast) {
       text.resize(lineStart);
       fail();
     }
-    if (isBreak(cp) || cp == 0x0D) {
-      if (cp == 0x0D) {
-        unsigned int after = 0;
-        if (next(after, false) == Next::ok && after == 0x0A) next(after, true);
-      }
+    if (takeCodePoint(text, cp)) {
       text.push_back(L'\n');
       lineStart = text.size();
       if (lineStart >= atLeast) return;
-    } else if (cp <= 0xFFFF) {
-      text.push_back(static_cast<wchar_t>(cp));
-    } else {
-      text.push_back(leadingSurrogateOf(cp));
-      text.push_back(trailingSurrogateOf(cp));
     }
   }
-  flush();
+  text.append(block, held);
 }
 
 bool TextReaderImp::appendLine(std::wstring& line) {
@@ -330,21 +318,26 @@ bool TextReaderImp::appendLine(std::wstring& line) {
     // The line so far stays in `line`; the position stays before the bytes.
     if (got == Next::bad) fail();
     any = true;
-    if (isBreak(cp)) return true;
-    if (cp == 0x0D) {
-      // A LF right after the CR belongs to it; anything else, including bytes
-      // that do not decode, is left for the next call.
-      unsigned int after = 0;
-      if (next(after, false) == Next::ok && after == 0x0A) next(after, true);
-      return true;
-    }
-    if (cp <= 0xFFFF) {
-      line.push_back(static_cast<wchar_t>(cp));
-    } else {
-      line.push_back(leadingSurrogateOf(cp));
-      line.push_back(trailingSurrogateOf(cp));
-    }
+    if (takeCodePoint(line, cp)) return true;
   }
+}
+
+bool TextReaderImp::takeCodePoint(std::wstring& text, unsigned int cp) {
+  if (isBreak(cp)) return true;
+  if (cp == 0x0D) {
+    // A LF right after the CR belongs to it; anything else, including bytes
+    // that do not decode, is left for the next call.
+    unsigned int after = 0;
+    if (next(after, false) == Next::ok && after == 0x0A) next(after, true);
+    return true;
+  }
+  if (cp <= 0xFFFF) {
+    text.push_back(static_cast<wchar_t>(cp));
+  } else {
+    text.push_back(leadingSurrogateOf(cp));
+    text.push_back(trailingSurrogateOf(cp));
+  }
+  return false;
 }
 
 void TextReaderImp::fail() const { throw QorError(internal::undecodableTextMessage(m_raw.name())); }

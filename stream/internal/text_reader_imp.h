@@ -50,6 +50,9 @@ private:
   void readUTF8Lines(std::wstring& text, std::size_t atLeast);
   // Appends the next line to `line`; readLine without clearing it first.
   bool appendLine(std::wstring& line);
+  // Appends the code point just read to text, or, when it ends a line, reads
+  // the LF that belongs to a CR and returns true with nothing appended.
+  bool takeCodePoint(std::wstring& text, unsigned int cp);
   // Appends the run of plain units at the read position to line.
   void copyRun(std::wstring& line);
   // Entry 248 with the source's name.
