@@ -192,6 +192,21 @@ std::shared_ptr<Scene> scene() {
   return s;
 }
 
+const char kGdiPeer[] = "GDI LineTo/ArcTo into a DIB section";
+
+// The peer's side of a row: `ops` new GDI targets, each with up to `limit`
+// segments drawn under the view viewOf(op) gives.
+template <class ViewOf>
+std::size_t gdiPictures(std::size_t ops, ViewOf viewOf, std::size_t limit) {
+  const auto s = scene();
+  for (std::size_t i = 0; i < ops; ++i) {
+    GdiTarget target;
+    gdiDraw(*s->drawing, viewOf(*s, i), s->pixels, target.dc(), limit);
+    GdiFlush();
+  }
+  return ops;
+}
+
 }  // namespace
 
 void addViewerCases(Suite& suite) {
@@ -205,15 +220,10 @@ void addViewerCases(Suite& suite) {
                }
                return ops;
              },
-             "GDI LineTo/ArcTo into a DIB section",
+             kGdiPeer,
              [](std::size_t ops) {
-               const auto s = scene();
-               for (std::size_t i = 0; i < ops; ++i) {
-                 GdiTarget target;
-                 gdiDraw(*s->drawing, s->fitted, s->pixels, target.dc(), SIZE_MAX);
-                 GdiFlush();
-               }
-               return ops;
+               return gdiPictures(
+                   ops, [](const Scene& s, std::size_t) { return s.fitted; }, SIZE_MAX);
              }});
   suite.add({"viewer zoom to first pixel (draw thread; peer inline)", "zoom",
              [](std::size_t ops) {
@@ -225,15 +235,10 @@ void addViewerCases(Suite& suite) {
                }
                return ops;
              },
-             "GDI LineTo/ArcTo into a DIB section",
+             kGdiPeer,
              [](std::size_t ops) {
-               const auto s = scene();
-               for (std::size_t i = 0; i < ops; ++i) {
-                 GdiTarget target;
-                 gdiDraw(*s->drawing, s->zoomed(i), s->pixels, target.dc(), viewer::RenderJob::kBatch);
-                 GdiFlush();
-               }
-               return ops;
+               return gdiPictures(
+                   ops, [](const Scene& s, std::size_t i) { return s.zoomed(i); }, viewer::RenderJob::kBatch);
              }});
 }
 

@@ -13,8 +13,6 @@ namespace viewer {
 
 namespace {
 
-constexpr long kMaxSide = 16384;
-
 // A failure of the command line itself.
 struct UsageError {
   std::wstring text;
@@ -45,7 +43,7 @@ void printError(const std::wstring& text) {
 
 long side(const std::wstring& text) {
   long v = 0;
-  if (!isLong(&v, text.data(), text.size()) || v < 1 || v > kMaxSide)
+  if (!parsePixels(text, 1, v))
     throw UsageError{L"--size takes two whole numbers from 1 to 16384, not \"" + text + L"\""};
   return v;
 }
@@ -87,11 +85,7 @@ Request parse(const std::vector<std::wstring>& args) {
 void render(const Request& r) {
   const Drawing drawing = readDrawing(r.drawing);
   QOR::Handle<QOR::ColourTransform> toDisplay;
-  if (!r.profile.empty()) {
-    const auto srgb = QOR::ColourProfile::create(QOR::ColourProfileId::sRGB);
-    const auto display = QOR::ColourProfile::createFromFile(r.profile);
-    toDisplay = QOR::ColourTransform::create(QOR::RenderingIntent::relativeColorimetric, *srgb, *display);
-  }
+  if (!r.profile.empty()) toDisplay = transformToProfile(r.profile);
   const std::vector<std::uint32_t> pixels = shapePixels(drawing, toDisplay.get());
   View view = View::fit(drawing.extent, static_cast<int>(r.width), static_cast<int>(r.height));
   apply(view, r.steps);

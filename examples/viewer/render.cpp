@@ -4,6 +4,7 @@
 #include "render.h"
 
 #include <qorcor14/errors.h>
+#include <qorcor14/text.h>
 
 #include <windows.h>
 #include <icm.h>
@@ -195,6 +196,19 @@ std::unique_ptr<DIBitmap> whiteBitmap(int width, int height) {
   auto* bits = static_cast<std::uint32_t*>(bitmap->bits());
   std::fill(bits, bits + bitmap->bitsSize() / 4, kWhite);
   return bitmap;
+}
+
+bool parsePixels(const std::wstring& text, long lowest, long& out) {
+  long v = 0;
+  if (!isLong(&v, text.data(), text.size()) || v < lowest || v > kMaxSide) return false;
+  out = v;
+  return true;
+}
+
+QOR::Handle<QOR::ColourTransform> transformToProfile(const std::wstring& file) {
+  const auto srgb = QOR::ColourProfile::create(QOR::ColourProfileId::sRGB);
+  const auto profile = QOR::ColourProfile::createFromFile(file);
+  return QOR::ColourTransform::create(QOR::RenderingIntent::relativeColorimetric, *srgb, *profile);
 }
 
 std::vector<std::uint32_t> shapePixels(const Drawing& drawing, const QOR::ColourTransform* toDisplay) {

@@ -21,6 +21,18 @@ namespace viewer {
 // A 32-bit top-down DIBitmap of width x height, filled white.
 [[nodiscard]] std::unique_ptr<DIBitmap> whiteBitmap(int width, int height);
 
+// The largest width or height of a picture, and of a window's position.
+inline constexpr long kMaxSide = 16384;
+
+// A whole number from `lowest` to kMaxSide in `text`, as a command line gives
+// a size or a position; false for anything else.
+[[nodiscard]] bool parsePixels(const std::wstring& text, long lowest, long& out);
+
+// The transform from sRGB to the colour profile in `file`, relative
+// colorimetric: the window's display and --render --profile use the same.
+// Throws QOR::QorError when the profile cannot be read.
+[[nodiscard]] QOR::Handle<QOR::ColourTransform> transformToProfile(const std::wstring& file);
+
 // The colour each shape is drawn in: its sRGB colour through `toDisplay`
 // when there is one, as 0x00RRGGBB (the byte order of a 32-bit DIB pixel).
 // Computed once per drawing and display, not per pixel.

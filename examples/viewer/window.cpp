@@ -68,10 +68,9 @@ QOR::Handle<QOR::ColourTransform> displayTransform() {
     return {};
   }
   try {
-    const auto srgb = QOR::ColourProfile::create(QOR::ColourProfileId::sRGB);
-    const auto display = QOR::ColourProfile::createFromFile(path);
+    QOR::Handle<QOR::ColourTransform> toDisplay = transformToProfile(path);
     trace(std::wstring(L"display profile ") + path);
-    return QOR::ColourTransform::create(QOR::RenderingIntent::relativeColorimetric, *srgb, *display);
+    return toDisplay;
   } catch (const QOR::QorError& e) {
     trace(std::wstring(L"display profile ") + path + L" not used: " + e.wWhat());
     return {};
@@ -392,15 +391,9 @@ bool registerClass(HINSTANCE instance) {
   return RegisterClassExW(&wc) != 0;
 }
 
-// Reads a positive number of at most 16384 from args[i]; false when there is
-// none.
+// Reads args[i] as parsePixels does; false when there is none.
 bool readPixels(const std::vector<std::wstring>& args, std::size_t i, long& out, long lowest) {
-  if (i >= args.size()) return false;
-  wchar_t* end = nullptr;
-  const long value = std::wcstol(args[i].c_str(), &end, 10);
-  if (end == args[i].c_str() || *end != 0 || value < lowest || value > 16384) return false;
-  out = value;
-  return true;
+  return i < args.size() && parsePixels(args[i], lowest, out);
 }
 
 }  // namespace
@@ -416,7 +409,7 @@ int runWindows(HINSTANCE instance, int show, const std::vector<std::wstring>& ar
     if (args[i] == L"--size" && readPixels(args, i + 1, a, 1) && readPixels(args, i + 2, b, 1)) {
       app.clientSize = SIZE{a, b};
       i += 2;
-    } else if (args[i] == L"--at" && readPixels(args, i + 1, a, -16384) && readPixels(args, i + 2, b, -16384)) {
+    } else if (args[i] == L"--at" && readPixels(args, i + 1, a, -kMaxSide) && readPixels(args, i + 2, b, -kMaxSide)) {
       app.position = POINT{a, b};
       i += 2;
     } else if (file.empty() && args[i].rfind(L"--", 0) != 0) {
