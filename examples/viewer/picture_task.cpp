@@ -25,7 +25,7 @@ bool PictureTask::draw() {
   m_stop = false;
   {
     const std::lock_guard<std::mutex> hold(m_lock);
-    if (m_requestNumber != m_drawingNumber || !m_job) {
+    if (m_requestNumber != m_drawingNumber) {
       m_job.reset();
       m_drawing = m_request;
       m_drawingNumber = m_requestNumber;
